@@ -1,0 +1,246 @@
+#include "image.h"
+
+#include <limits>
+
+#include "errors.h"
+#include "parallel.h"
+
+namespace zel {
+namespace {
+
+template <class T>
+T& present(T* layer) {
+  if (!layer) raise<AlgoError>();
+  return *layer;
+}
+
+template <class T>
+void drop(T*& layer, bool& owned) {
+  if (owned) delete layer;
+  layer = nullptr;
+  owned = false;
+}
+
+}  // namespace
+
+image::image(int width, int height) { resize(width, height); }
+
+std::size_t image::size() const {
+  std::size_t total = name.size();
+  if (field_) total += field_->size();
+  if (bkgr_) total += bkgr_->size();
+  if (roi_) total += roi_->size();
+  return total;
+}
+
+arrayStore<float, 2>& image::field() { return present(field_); }
+const arrayStore<float, 2>& image::field() const { return present(field_); }
+arrayStore<bool, 2>& image::bkgr() { return present(bkgr_); }
+const arrayStore<bool, 2>& image::bkgr() const { return present(bkgr_); }
+arrayStore<bool, 2>& image::ROI() { return present(roi_); }
+const arrayStore<bool, 2>& image::ROI() const { return present(roi_); }
+vectorGroup& image::vectorLayers() { return present(vectors_); }
+const vectorGroup& image::vectorLayers() const { return present(vectors_); }
+
+void image::makeLayers(const int (&extent)[2], bool withField, bool withBkgr, bool withROI,
+                       int kind) {
+  clearLayers();
+  dims[0] = extent[0];
+  dims[1] = extent[1];
+  shape_.assign({dims[0], dims[1]});
+  fileInfo.kind = kind;
+  fileInfo.offset = 0.0;
+  fileInfo.scale = 1.0;
+  std::fill(std::begin(fileInfo.words), std::end(fileInfo.words), 0);
+  fileInfo.name = "Unnamed";
+  fileInfo.version = 1;
+  if (withField) {
+    field_ = new arrayStore<float, 2>(dims);
+    field_->name = "field";
+    ownsField_ = true;
+  }
+  if (withBkgr) {
+    bkgr_ = new arrayStore<bool, 2>(dims);
+    bkgr_->name = "bkgr";
+    ownsBkgr_ = true;
+  }
+  if (withROI) {
+    roi_ = new arrayStore<bool, 2>(dims);
+    roi_->name = "ROI";
+    ownsROI_ = true;
+  }
+}
+
+void image::clearLayers() {
+  drop(field_, ownsField_);
+  drop(bkgr_, ownsBkgr_);
+  drop(roi_, ownsROI_);
+  delete vectors_;
+  vectors_ = nullptr;
+  drop(draw_, ownsDraw_);
+}
+
+void image::resetLayers() {
+  if (field_) field_->fill(0.0f);
+  if (bkgr_) bkgr_->fill(false);
+  if (roi_) roi_->fill(true);
+  if (vectors_)
+    for (vectorPlane& plane : vectors_->planes) {
+      plane.data.fill(idx<2, float>{});
+      plane.mask.fill(true);
+    }
+}
+
+void image::resize(int width, int height) {
+  clearLayers();
+  makeLayers({width, height}, true, true, true);
+  resetLayers();
+}
+
+void image::resize(const std::vector<int>& extent) {
+  resize(extent.size() > 0 ? extent[0] : 0, extent.size() > 1 ? extent[1] : 0);
+}
+
+void image::copyFrom(const image& other) {
+  if (&other == this) return;
+  clearLayers();
+  makeLayers(other.dims, other.field_, other.bkgr_, other.roi_, other.fileInfo.kind);
+  if (field_) *field_ = *other.field_;
+  if (bkgr_) *bkgr_ = *other.bkgr_;
+  if (roi_) *roi_ = *other.roi_;
+  if (other.draw_) {
+    draw_ = other.draw_->clone();
+    ownsDraw_ = true;
+  }
+  if (other.vectors_) vectors_ = new vectorGroup(*other.vectors_);
+  markers = other.markers;
+  fileInfo = other.fileInfo;
+}
+
+void image::resetLimits() {
+  double lo = std::numeric_limits<double>::max();
+  double hi = -std::numeric_limits<double>::max();
+  if (field_) {
+    const int w = dims[0];
+    const arrayStore<bool, 2>* bk = bkgr_;
+    const arrayStore<bool, 2>* roi = roi_;
+    // Minimum and maximum do not depend on the order of the rows.
+#pragma omp parallel for schedule(static) reduction(min : lo) reduction(max : hi) \
+    if (field_->count >= parallelThreshold)
+    for (int y = 0; y < dims[1]; ++y) {
+      const float* v = field_->row(y);
+      const bool* b = bk ? bk->row(y) : nullptr;
+      const bool* r = roi ? roi->row(y) : nullptr;
+      for (int x = 0; x < w; ++x) {
+        if ((b && b[x]) || (r && !r[x])) continue;
+        const double d = v[x];
+        if (d < lo) lo = d;
+        if (d > hi) hi = d;
+      }
+    }
+  }
+  setLimits(lo, hi);
+}
+
+void image::setLimits(double low, double high) {
+  drop(draw_, ownsDraw_);
+  draw_ = new draw_options(low, high);
+  ownsDraw_ = true;
+}
+
+std::pair<double, double> image::limits() {
+  if (!draw_) resetLimits();
+  return {draw_->low, draw_->high};
+}
+
+bitmap image::layers() { return bitmap(field(), bkgr()); }
+
+// The right operand is only read; the pair is a view, hence the cast.
+bitmap image::readLayers(const image& r) { return const_cast<image&>(r).layers(); }
+
+image& image::assign(const image& r) {
+  layers().assign(readLayers(r), roiMask());
+  return *this;
+}
+image& image::operator+=(const image& r) {
+  layers().add(readLayers(r), roiMask());
+  return *this;
+}
+image& image::operator-=(const image& r) {
+  layers().subtract(readLayers(r), roiMask());
+  return *this;
+}
+image& image::operator*=(const image& r) {
+  layers().multiply(readLayers(r), roiMask());
+  return *this;
+}
+image& image::operator/=(const image& r) {
+  layers().divide(readLayers(r), roiMask());
+  return *this;
+}
+
+template <class V>
+image& image::storeOp(const arrayStore<V, 2>& values, bool add) {
+  arrayStore<float, 2>& f = field();
+  const arrayStore<bool, 2>& b = bkgr();
+  const int w = std::min(values.width(), f.width());
+  const int h = std::min(values.height(), f.height());
+  const arrayStore<bool, 2>* roi = roi_;
+  forEachRow(h, static_cast<std::uint64_t>(w) * static_cast<std::uint64_t>(std::max(h, 0)),
+             [&](int y) {
+               float* out = f.row(y);
+               const bool* bk = b.row(y);
+               const V* in = values.row(y);
+               const bool* r = roi ? roi->row(y) : nullptr;
+               for (int x = 0; x < w; ++x) {
+                 if (bk[x] || (r && !r[x])) continue;
+                 const float v = static_cast<float>(in[x]);
+                 out[x] = add ? out[x] + v : v;
+               }
+             });
+  return *this;
+}
+
+image& image::assign(const arrayStore<float, 2>& values) { return storeOp(values, false); }
+image& image::assign(const arrayStore<int, 2>& values) { return storeOp(values, false); }
+image& image::operator+=(const arrayStore<float, 2>& values) { return storeOp(values, true); }
+image& image::operator+=(const arrayStore<int, 2>& values) { return storeOp(values, true); }
+
+image& image::markBelow(float c) {
+  layers().markBelow(c, roiMask());
+  return *this;
+}
+image& image::clipAbove(float c) {
+  layers().clipAbove(c, roiMask());
+  return *this;
+}
+image& image::clipBelow(float c) {
+  layers().clipBelow(c, roiMask());
+  return *this;
+}
+image& image::assign(float c) {
+  layers().assign(c, roiMask());
+  return *this;
+}
+image& image::operator+=(float c) {
+  layers().add(c, roiMask());
+  return *this;
+}
+image& image::operator-=(float c) {
+  layers().subtract(c, roiMask());
+  return *this;
+}
+image& image::operator*=(float c) {
+  layers().multiply(c, roiMask());
+  return *this;
+}
+image& image::operator/=(float c) {
+  layers().divide(c, roiMask());
+  return *this;
+}
+
+void image::fillField(float value) { field().fill(value); }
+void image::fillBkgr(bool flag) { bkgr().fill(flag); }
+void image::fillROI(bool flag) { ROI().fill(flag); }
+
+}  // namespace zel

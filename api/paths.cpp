@@ -1,0 +1,90 @@
+#include "paths.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+#include "log.h"
+
+namespace fs = std::filesystem;
+
+namespace zel {
+namespace {
+
+std::string::size_type lastFolderMark(const std::string& path) {
+  return path.find_last_of("/\\");
+}
+
+std::string withSlashes(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+}  // namespace
+
+bool file_exists(const std::string& name) {
+  std::error_code ec;
+  if (!name.empty() && fs::exists(name, ec)) return true;
+  get_log().level(1).write("File ").write(name).write(" not exists");
+  return false;
+}
+
+std::string extension(const std::string& path) {
+  const auto dot = path.rfind('.');
+  if (dot == std::string::npos) return {};
+  const auto mark = lastFolderMark(path);
+  if (mark != std::string::npos && dot < mark) return {};
+  return path.substr(dot + 1);
+}
+
+std::string base_name(const std::string& path) {
+  const auto mark = lastFolderMark(path);
+  std::string name = mark == std::string::npos ? path : path.substr(mark + 1);
+  const auto dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.erase(dot);
+  return name;
+}
+
+std::string time_stamp() {
+  std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+  return text;
+}
+
+std::string lower(const std::string& text) {
+  std::string out = text;
+  std::transform(out.begin(), out.end(), out.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return out;
+}
+
+std::string resolve_path(const std::string& name, const std::string& alternate) {
+  const fs::path given(withSlashes(name));
+  if (given.is_absolute()) return name;
+  std::error_code ec;
+  fs::path base = fs::current_path(ec);
+  if (!alternate.empty()) {
+    const fs::path alt(withSlashes(alternate));
+    if (fs::is_directory(alt, ec)) base = fs::absolute(alt, ec);
+    else get_log().write(alternate).write(" - wrong alternate path");
+  }
+  return (base / given).lexically_normal().string();
+}
+
+bool make_folder(const std::string& path) {
+  const std::string folder = withSlashes(path);
+  if (::chdir(folder.c_str()) == 0) return true;
+  get_log().write("Directory  '").write(path).write("'  not found, creating");
+  std::error_code ec;
+  fs::create_directories(folder, ec);
+  return ::chdir(folder.c_str()) == 0;
+}
+
+}  // namespace zel
