@@ -13,24 +13,31 @@ void checkMask(const bitmap& l, const mask* m) {
   if (m && (m->width() != l.width() || m->height() != l.height())) zel::raise<zel::IndexError>();
 }
 
+// Masks are read and written as bytes (a bool is one byte holding 0 or 1), which
+// lets the compiler vectorise the unmasked loops.
+using byte = unsigned char;
+inline byte* bytes(bool* p) { return reinterpret_cast<byte*>(p); }
+inline const byte* bytes(const bool* p) { return reinterpret_cast<const byte*>(p); }
+
 // The pixel is valid in the result only if it is valid in both operands; the
 // operation is computed always and kept only then, so the loop has no branch.
 template <class Op>
-void binaryRow(float* lv, bool* lb, const float* rv, const bool* rb, const bool* mk, int w, Op op) {
+void binaryRow(float* lv, byte* lb, const float* rv, const byte* rb, const byte* mk, int w, Op op) {
   if (mk) {
     for (int x = 0; x < w; ++x) {
-      if (!mk[x]) continue;
-      const bool ok = !rb[x] && !lb[x];
-      lb[x] = !ok;
-      if (ok) lv[x] = op(lv[x], rv[x]);
+      const byte bad = lb[x] | rb[x];
+      const byte write = mk[x] & static_cast<byte>(!bad);
+      const float v = op(lv[x], rv[x]);
+      lb[x] = mk[x] ? bad : lb[x];
+      lv[x] = write ? v : lv[x];
     }
     return;
   }
   for (int x = 0; x < w; ++x) {
-    const bool ok = !rb[x] & !lb[x];
+    const byte bad = lb[x] | rb[x];
     const float v = op(lv[x], rv[x]);
-    lb[x] = !ok;
-    lv[x] = ok ? v : lv[x];
+    lb[x] = bad;
+    lv[x] = bad ? lv[x] : v;
   }
 }
 
@@ -40,8 +47,8 @@ void binary(bitmap& l, const bitmap& r, const mask* m, Op op) {
   checkMask(l, m);
   const int w = l.width();
   forEachRow(l.height(), l.data.count, [&](int y) {
-    binaryRow(l.data.row(y), l.bkgr.row(y), r.data.row(y), r.bkgr.row(y), m ? m->row(y) : nullptr,
-              w, op);
+    binaryRow(l.data.row(y), bytes(l.bkgr.row(y)), r.data.row(y), bytes(r.bkgr.row(y)),
+              m ? bytes(m->row(y)) : nullptr, w, op);
   });
 }
 
@@ -52,11 +59,13 @@ void scalar(bitmap& l, const mask* m, Op op) {
   const int w = l.width();
   forEachRow(l.height(), l.data.count, [&](int y) {
     float* lv = l.data.row(y);
-    const bool* lb = l.bkgr.row(y);
-    const bool* mk = m ? m->row(y) : nullptr;
+    const byte* lb = bytes(l.bkgr.row(y));
+    const byte* mk = m ? bytes(m->row(y)) : nullptr;
     if (mk) {
-      for (int x = 0; x < w; ++x)
-        if (mk[x] && !lb[x]) lv[x] = op(lv[x]);
+      for (int x = 0; x < w; ++x) {
+        const float v = op(lv[x]);
+        lv[x] = (mk[x] & static_cast<byte>(!lb[x])) ? v : lv[x];
+      }
       return;
     }
     for (int x = 0; x < w; ++x) {
@@ -89,10 +98,12 @@ void bitmap::markBelow(float c, const mask* m) {
   const int w = width();
   forEachRow(height(), data.count, [&](int y) {
     const float* lv = data.row(y);
-    bool* lb = bkgr.row(y);
-    const bool* mk = m ? m->row(y) : nullptr;
-    for (int x = 0; x < w; ++x)
-      if ((!mk || mk[x]) && !lb[x]) lb[x] = c > lv[x];
+    byte* lb = bytes(bkgr.row(y));
+    const byte* mk = m ? bytes(m->row(y)) : nullptr;
+    for (int x = 0; x < w; ++x) {
+      const byte visit = mk ? mk[x] : byte{1};
+      lb[x] = visit ? static_cast<byte>(lb[x] | (c > lv[x])) : lb[x];
+    }
   });
 }
 
