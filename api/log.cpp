@@ -42,7 +42,16 @@ log_ring::~log_ring() {
 }
 
 void log_ring::flush() {
+  // A callback that logs would flush again from inside this flush; its
+  // entries are taken by the loop that is already running instead.
+  thread_local bool flushingHere = false;
+  if (flushingHere) return;
   std::lock_guard<std::mutex> lock(flushing);
+  flushingHere = true;
+  struct clear {
+    bool& flag;
+    ~clear() { flag = false; }
+  } clearAfter{flushingHere};
   ring.drain([this](const log_entry& entry) {
     if (onEntry) onEntry(entry);
     if (file && entry.level <= maxLevel) {

@@ -13,9 +13,17 @@ namespace {
 // Stands in for a named memory region: a slot per name, alive while any
 // handle has it open. libzel is one shared object per process, so every
 // module that links it reaches this same table.
+// The region keeps a reference of its own to the object it publishes, so the
+// object outlives any one handle for as long as the name is open anywhere.
 struct Region {
-  void* address[2] = {};  // 16 bytes; the first word holds the object
+  Deletable* published = nullptr;
   int handles = 0;
+
+  void publish(Deletable* obj) {
+    if (obj) obj->addRef();
+    if (published) published->release();
+    published = obj;
+  }
 };
 
 struct Table {
@@ -45,12 +53,15 @@ void shared_ptr_base::attach(const char* name, Deletable* obj) {
   Region& region = it->second;
   ++region.handles;
   mapping = &region;
-  view = &region.address[0];
+  view = &region.published;
   isCreator = created;
-  if (isCreator && obj) region.address[0] = obj;
-  object = static_cast<Deletable*>(region.address[0]);
+  if (isCreator && obj) region.publish(obj);
+  object = region.published;
   isMapped = true;
   if (object) object->addRef();
+  // An object offered by a late comer is not used; free it unless someone
+  // else holds it.
+  if (obj && obj != object && obj->refCount == 0) delete obj;
 }
 
 void shared_ptr_base::detach() {
@@ -60,7 +71,10 @@ void shared_ptr_base::detach() {
     Table& t = table();
     std::lock_guard<std::mutex> guard(t.lock);
     auto it = t.regions.find(mappingName);
-    if (it != t.regions.end() && --it->second.handles == 0) t.regions.erase(it);
+    if (it != t.regions.end() && --it->second.handles == 0) {
+      it->second.publish(nullptr);
+      t.regions.erase(it);
+    }
   }
   mapping = nullptr;
   view = nullptr;
@@ -79,7 +93,7 @@ void shared_ptr_base::set(Deletable* obj, const char* name) {
   object = obj;
   if (isMapped) {
     std::lock_guard<std::mutex> guard(table().lock);
-    *static_cast<void**>(view) = obj;
+    static_cast<Region*>(mapping)->publish(obj);
   }
 }
 

@@ -42,7 +42,7 @@ class shared_ptr_base {
 public:
   char mappingName[264] = {};
   void* mapping = nullptr;  // the table entry
-  void* view = nullptr;     // where the entry keeps the object's address
+  void* view = nullptr;     // where the entry keeps the published object
   bool isCreator = false;
   bool isMapped = false;
   Deletable* object = nullptr;

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/errors.h"
+#include "api/log.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Line = std::pair<int, std::string>;  // level, text
+
+void recordInto(zel::log_mgr& sink, std::vector<Line>& seen) {
+  sink.setCallback([&seen](const zel::log_entry& e) { seen.emplace_back(e.level, e.text); });
+}
+
+std::vector<std::string> drained(zel::ring_buffer<zel::log_entry>& ring) {
+  std::vector<std::string> texts;
+  ring.drain([&texts](const zel::log_entry& e) { texts.emplace_back(e.text); });
+  return texts;
+}
+
+zel::log_entry& begun(zel::ring_buffer<zel::log_entry>& ring, int number) {
+  zel::log_entry& entry = ring.begin();
+  std::snprintf(entry.text, sizeof entry.text, "%d", number);
+  return entry;
+}
+
+TEST(LogRing, FullRingDropsTheOldestEntry) {
+  auto ring = std::make_unique<zel::ring_buffer<zel::log_entry>>();
+  for (int n = 1; n <= 64; ++n) ring->commit(begun(*ring, n));
+  EXPECT_EQ(ring->pending(), 64u);
+  ring->commit(begun(*ring, 65));
+  EXPECT_EQ(ring->pending(), 64u);
+
+  std::vector<std::string> expected;
+  for (int n = 2; n <= 65; ++n) expected.push_back(std::to_string(n));
+  EXPECT_EQ(drained(*ring), expected);
+  EXPECT_EQ(ring->pending(), 0u);
+}
+
+TEST(LogRing, DrainStopsAtAnUncommittedEntry) {
+  auto ring = std::make_unique<zel::ring_buffer<zel::log_entry>>();
+  ring->commit(begun(*ring, 1));
+  zel::log_entry& open = begun(*ring, 2);
+  ring->commit(begun(*ring, 3));
+  EXPECT_EQ(drained(*ring), std::vector<std::string>{"1"});
+  EXPECT_EQ(ring->pending(), 2u);
+  ring->commit(open);
+  EXPECT_EQ(drained(*ring), (std::vector<std::string>{"2", "3"}));
+}
+
+TEST(LogAccess, WritesAreCutAtFiveHundredCharacters) {
+  std::vector<Line> seen;
+  zel::log_ring ring;
+  recordInto(ring, seen);
+  ring.setDirect(true);
+  zel::log_access(ring).write(std::string(600, 'a'));
+  zel::log_access(ring).write(std::string(300, 'b')).write(std::string(300, 'c'));
+  zel::log_access(ring).write("n=").write(-42).level(3);
+  ring.flush();
+  ASSERT_EQ(seen.size(), 3u);
+  EXPECT_EQ(seen[0].second, std::string(500, 'a'));
+  EXPECT_EQ(seen[1].second, std::string(300, 'b') + std::string(200, 'c'));
+  EXPECT_EQ(seen[0].first, 5);  // a new entry's level
+  EXPECT_EQ(seen[2], Line(3, "n=-42"));
+}
+
+TEST(LogAccess, LevelPrefixes) {
+  const char* expected[] = {"F:", "C:", "W:", "N:", "I:", "D:", "D:", "D:"};
+  for (int level = 0; level < 8; ++level) EXPECT_STREQ(zel::log_prefix(level), expected[level]);
+  EXPECT_STREQ(zel::log_prefix(-1), "D:");
+}
+
+TEST(LogSink, CommitFlushesOnThresholdUrgencyOrBatchedMode) {
+  int flushed = 0;
+  zel::log_ring ring;
+  ring.setCallback([&flushed](const zel::log_entry&) { ++flushed; });
+
+  for (int n = 1; n < 42; ++n) zel::log_access(ring).write(n);
+  EXPECT_EQ(flushed, 0);
+  EXPECT_EQ(ring.pending(), 41u);
+  zel::log_access(ring).write(42);
+  EXPECT_EQ(flushed, 42);
+  EXPECT_EQ(ring.pending(), 0u);
+
+  zel::log_access(ring).write("urgent").urgent();
+  EXPECT_EQ(flushed, 43);
+
+  ring.setBatched(true);
+  zel::log_access(ring).write("batched");
+  EXPECT_EQ(flushed, 44);
+
+  // Direct mode only marks entries, urgent or not, until flush().
+  ring.setDirect(true);
+  zel::log_access(ring).write("direct").urgent();
+  for (int n = 0; n < 50; ++n) zel::log_access(ring).write(n);
+  EXPECT_EQ(flushed, 44);
+  EXPECT_EQ(ring.pending(), 51u);
+  ring.flush();
+  EXPECT_EQ(flushed, 95);
+}
+
+// A callback may log to its own sink: no deadlock, and its entries are
+// delivered by the flush that is running.
+TEST(LogSink, CallbackThatLogsIsDrainedBySameFlush) {
+  zel::log_ring ring;
+  std::vector<std::string> seen;
+  ring.setCallback([&](const zel::log_entry& e) {
+    seen.emplace_back(e.text);
+    if (seen.size() == 1) zel::log_access(ring).write("from callback").urgent();
+  });
+  zel::log_access(ring).write("first").urgent();
+  EXPECT_EQ(seen, (std::vector<std::string>{"first", "from callback"}));
+  EXPECT_EQ(ring.pending(), 0u);
+}
+
+TEST(LogRing, FileGetsLinesUpToMaxLevelAppended) {
+  const fs::path folder = fs::temp_directory_path() / ("tamble_log_" + std::to_string(::getpid()));
+  fs::create_directories(folder);
+  const std::string path = (folder / "run.log").string();
+  auto contents = [&path] {
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  std::ofstream(path) << "earlier\n";
+  int seen = 0;
+  zel::log_ring ring;
+  ring.setCallback([&seen](const zel::log_entry&) { ++seen; });
+  EXPECT_TRUE(ring.setFile(path, true));
+  zel::log_access(ring).level(0).write("fatal");
+  zel::log_access(ring).level(2).write("warn");
+  zel::log_access(ring).write("default");
+  zel::log_access(ring).level(7).write("hidden");
+  ring.flush();
+  EXPECT_EQ(contents(), "earlier\nF:fatal\nW:warn\nD:default\n");
+  EXPECT_EQ(seen, 4);
+
+  ring.setMaxLevel(7);
+  zel::log_access(ring).level(7).write("shown");
+  ring.flush();
+  EXPECT_EQ(contents(), "earlier\nF:fatal\nW:warn\nD:default\nD:shown\n");
+  EXPECT_EQ(seen, 5);
+
+  EXPECT_FALSE(ring.setFile((folder / "missing" / "x.log").string(), false));
+  fs::remove_all(folder);
+}
+
+TEST(LogSink, RaiseWritesTheErrorBeforeThrowing) {
+  zel::log_sink().setCallback({});
+  zel::log_sink().flush();
+  std::vector<Line> seen;
+  recordInto(zel::log_sink(), seen);
+  auto fail = [] { zel::raise<zel::IndexError>(); };
+  bool thrown = false;
+  try {
+    fail();
+  } catch (const zel::IndexError& e) {
+    thrown = true;
+    EXPECT_EQ(e.code, 1);
+    EXPECT_STREQ(e.message, "Index error!");
+    // Logged while the error was being built, so before this handler ran.
+    const Line expected(2, "Index error! in:" + std::string(e.file) + ":" + std::to_string(e.line));
+    EXPECT_NE(std::find(seen.begin(), seen.end(), expected), seen.end());
+  }
+  EXPECT_TRUE(thrown);
+  zel::log_sink().setCallback({});
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "api/log.h"
+#include "api/paths.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(Paths, ExtensionOnlyAfterTheLastFolderMark) {
+  EXPECT_EQ(zel::extension("a/b.c/file"), "");
+  EXPECT_EQ(zel::extension("a/b./file"), "");
+  EXPECT_EQ(zel::extension("C:\\dir.x\\file"), "");
+  EXPECT_EQ(zel::extension("x/y.tiff"), "tiff");
+  EXPECT_EQ(zel::extension("C:\\dir\\y.mrk"), "mrk");
+  EXPECT_EQ(zel::extension("noext"), "");
+}
+
+TEST(Paths, BaseNameAndLower) {
+  EXPECT_EQ(zel::base_name("C:\\data\\run1.vur"), "run1");
+  EXPECT_EQ(zel::base_name("/tmp/a.b/c.mrk"), "c");
+  EXPECT_EQ(zel::base_name("plain"), "plain");
+  EXPECT_EQ(zel::lower("AbC.TIF"), "abc.tif");
+}
+
+// True if `text` has the shape of `pattern`, where '9' stands for any digit.
+// (std::regex trips a false g++ 12 warning in sanitized builds.)
+bool hasShape(const std::string& text, const std::string& pattern) {
+  if (text.size() != pattern.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool digit = std::isdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (pattern[i] == '9' ? !digit : text[i] != pattern[i]) return false;
+  }
+  return true;
+}
+
+TEST(Paths, TimeStampShape) {
+  EXPECT_FALSE(hasShape("2024-01-02T03:04:05", "9999-99-99 99:99:99"));
+  const std::string stamp = zel::time_stamp();
+  EXPECT_TRUE(hasShape(stamp, "9999-99-99 99:99:99")) << stamp;
+}
+
+// Works in a fresh temporary folder, records what reaches the process-wide
+// log and puts the current folder back afterwards.
+class PathsInFolder : public testing::Test {
+ protected:
+  void SetUp() override {
+    start = fs::current_path();
+    root = (fs::temp_directory_path() / ("tamble_paths_" + std::to_string(::getpid())))
+               .lexically_normal();
+    fs::create_directories(root);
+    zel::log_sink().setCallback({});
+    zel::log_sink().flush();
+    zel::log_sink().setCallback(
+        [this](const zel::log_entry& e) { logged.emplace_back(e.level, e.text); });
+  }
+  void TearDown() override {
+    zel::log_sink().flush();
+    zel::log_sink().setCallback({});
+    fs::current_path(start);
+    fs::remove_all(root);
+  }
+  bool wasLogged(int level, const std::string& text) {
+    zel::log_sink().flush();
+    return std::find(logged.begin(), logged.end(), std::make_pair(level, text)) != logged.end();
+  }
+  fs::path start;
+  fs::path root;
+  std::vector<std::pair<int, std::string>> logged;
+};
+
+TEST_F(PathsInFolder, FileExists) {
+  const std::string missing = (root / "missing.tif").string();
+  EXPECT_FALSE(zel::file_exists(missing));
+  EXPECT_TRUE(wasLogged(1, "File " + missing + " not exists"));
+
+  const std::string present = (root / "present.tif").string();
+  std::ofstream(present) << "x";
+  logged.clear();
+  EXPECT_TRUE(zel::file_exists(present));
+  EXPECT_FALSE(wasLogged(1, "File " + present + " not exists"));
+}
+
+TEST_F(PathsInFolder, ResolvePath) {
+  const std::string absolute = (root / "a" / ".." / "abs.tif").string();
+  EXPECT_EQ(zel::resolve_path(absolute, "/somewhere/else"), absolute);
+
+  const fs::path alternate = root / "alt";
+  fs::create_directories(alternate / "q" / "r");
+  const std::string expected = (alternate / "sub" / "x.tif").string();
+  EXPECT_EQ(zel::resolve_path("sub/x.tif", alternate.string()), expected);
+  EXPECT_EQ(zel::resolve_path("sub\\x.tif", alternate.string()), expected);
+  EXPECT_EQ(zel::resolve_path("..\\x.tif", (alternate / "q" / "r").string()),
+            (alternate / "q" / "x.tif").string());
+
+  fs::current_path(root);
+  const std::string wrong = (root / "no_such_folder").string();
+  const fs::path here = fs::current_path();
+  EXPECT_EQ(zel::resolve_path("sub/x.tif", wrong), (here / "sub" / "x.tif").string());
+  EXPECT_TRUE(wasLogged(5, wrong + " - wrong alternate path"));
+  const std::string file = (root / "file.tif").string();
+  std::ofstream(file) << "x";
+  EXPECT_EQ(zel::resolve_path("sub/x.tif", file), (here / "sub" / "x.tif").string());
+  EXPECT_TRUE(wasLogged(5, file + " - wrong alternate path"));
+  EXPECT_EQ(zel::resolve_path("x.tif"), (here / "x.tif").string());
+}
+
+TEST_F(PathsInFolder, MakeFolderEntersAndCreates) {
+  const std::string made = (root / "made" / "deeper").string();
+  ASSERT_TRUE(zel::make_folder(made));
+  EXPECT_TRUE(fs::is_directory(made));
+  EXPECT_TRUE(fs::equivalent(fs::current_path(), made));
+  EXPECT_TRUE(wasLogged(5, "Directory  '" + made + "'  not found, creating"));
+
+  fs::current_path(root);
+  logged.clear();
+  ASSERT_TRUE(zel::make_folder(made));
+  EXPECT_TRUE(fs::equivalent(fs::current_path(), made));
+  zel::log_sink().flush();
+  EXPECT_TRUE(logged.empty());
+
+  // Nothing can be made below a plain file: the call fails and stays put.
+  const fs::path file = root / "plain";
+  std::ofstream(file) << "x";
+  EXPECT_FALSE(zel::make_folder((file / "sub").string()));
+  EXPECT_TRUE(fs::equivalent(fs::current_path(), made));
+}
+
+}  // namespace

@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "api/shared.h"
+
+namespace {
+
+// Records its own destruction in a flag the test owns.
+class Tracked : public zel::Deletable {
+ public:
+  explicit Tracked(bool& destroyed) : destroyed(destroyed) {}
+  ~Tracked() override { destroyed = true; }
+  void deleteHeld() override {}
+
+ private:
+  bool& destroyed;
+};
+
+TEST(SharedPtr, SameNameSharesOneObject) {
+  zel::shared_ptr<int> first("shared_test_same", true);
+  zel::shared_ptr<int> second("shared_test_same", true);
+  zel::shared_ptr<int> other("shared_test_other", true);
+  ASSERT_TRUE(first.isValid() && second.isValid() && other.isValid());
+  EXPECT_TRUE(first.isCreator);
+  EXPECT_FALSE(second.isCreator);
+  EXPECT_TRUE(other.isCreator);
+  EXPECT_EQ(*first, 0);  // value-initialised
+
+  EXPECT_EQ(first.get(), second.get());
+  *first = 17;
+  EXPECT_EQ(*second, 17);
+  EXPECT_NE(other.get(), first.get());
+  EXPECT_EQ(*other, 0);
+}
+
+TEST(SharedDeletable, ReleaseBelowOneDestroys) {
+  bool destroyed = false;
+  auto* once = new Tracked(destroyed);
+  once->addRef();
+  once->addRef();
+  once->release();
+  EXPECT_FALSE(destroyed);
+  once->release();
+  EXPECT_TRUE(destroyed);
+
+  destroyed = false;
+  (new Tracked(destroyed))->release();  // count 0
+  EXPECT_TRUE(destroyed);
+}
+
+TEST(SharedPtr, LastHandleDestroysTheObject) {
+  bool destroyed = false;
+  auto first = std::make_unique<zel::shared_ptr_base>("shared_test_last", new Tracked(destroyed));
+  auto second = std::make_unique<zel::shared_ptr_base>("shared_test_last");
+  EXPECT_EQ(zel::shared_ptr_base::openHandles("shared_test_last"), 2);
+  EXPECT_EQ(first->object, second->object);
+  EXPECT_EQ(first->object->refCount, 3);  // two handles and the named slot
+
+  first.reset();
+  EXPECT_FALSE(destroyed);
+  EXPECT_EQ(zel::shared_ptr_base::openHandles("shared_test_last"), 1);
+  second.reset();
+  EXPECT_TRUE(destroyed);
+  EXPECT_EQ(zel::shared_ptr_base::openHandles("shared_test_last"), 0);
+  // The slot went with its last handle: the next one starts afresh.
+  zel::shared_ptr_base again("shared_test_last");
+  EXPECT_TRUE(again.isCreator);
+  EXPECT_EQ(again.object, nullptr);
+  EXPECT_EQ(zel::shared_ptr_base::openHandles("shared_test_never_opened"), 0);
+}
+
+TEST(SharedPtr, InteractiveFlagExistsFromLoad) {
+  EXPECT_GE(zel::shared_ptr_base::openHandles("interactive"), 1);
+  ASSERT_TRUE(zel::interactive().isValid());
+  EXPECT_FALSE(*zel::interactive());
+
+  zel::shared_ptr<bool> elsewhere("interactive", true);
+  EXPECT_FALSE(elsewhere.isCreator);
+  ASSERT_EQ(elsewhere.get(), zel::interactive().get());
+  *elsewhere = true;
+  EXPECT_TRUE(*zel::interactive());
+  *elsewhere = false;
+}
+
+TEST(SharedPtr, SetWithoutNamePublishesTheNewObject) {
+  bool oldDestroyed = false;
+  bool newDestroyed = false;
+  zel::shared_ptr_base first("shared_test_set", new Tracked(oldDestroyed));
+  auto* replacement = new Tracked(newDestroyed);
+  first.set(replacement);
+  EXPECT_TRUE(oldDestroyed);  // first held the only reference
+  EXPECT_EQ(first.object, replacement);
+  {
+    zel::shared_ptr_base later("shared_test_set");
+    EXPECT_FALSE(later.isCreator);
+    EXPECT_EQ(later.object, replacement);
+    EXPECT_EQ(replacement->refCount, 3);
+  }
+  EXPECT_FALSE(newDestroyed);
+}
+
+// An object published by a handle that has gone stays alive while the name is
+// open elsewhere, and a newcomer still finds it.
+TEST(SharedPtr, PublishedObjectOutlivesThePublisher) {
+  bool xGone = false, yGone = false;
+  auto a = std::make_unique<zel::shared_ptr_base>("shared_test_outlive", new Tracked(xGone));
+  auto b = std::make_unique<zel::shared_ptr_base>("shared_test_outlive");
+  auto* y = new Tracked(yGone);
+  a->set(y);
+  a.reset();
+  EXPECT_FALSE(yGone);
+  EXPECT_FALSE(xGone);  // b still holds the old object
+  {
+    zel::shared_ptr_base c("shared_test_outlive");
+    EXPECT_EQ(c.object, y);
+  }
+  b.reset();
+  EXPECT_TRUE(xGone);
+  EXPECT_TRUE(yGone);
+}
+
+TEST(SharedPtr, ObjectOfferedByALateComerIsFreed) {
+  bool firstGone = false, offeredGone = false;
+  zel::shared_ptr_base creator("shared_test_offer", new Tracked(firstGone));
+  zel::shared_ptr_base late("shared_test_offer", new Tracked(offeredGone));
+  EXPECT_TRUE(offeredGone);
+  EXPECT_EQ(late.object, creator.object);
+  EXPECT_FALSE(firstGone);
+}
+
+}  // namespace
