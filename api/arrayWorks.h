@@ -33,7 +33,7 @@ class arrayStore : public ObjectId {
   static_assert(N == 1 || N == 2, "stores are one- or two-dimensional");
   static_assert(std::is_trivially_copyable_v<T>, "elements are copied as one block");
 
-public:
+ public:
   T* data = nullptr;
   bool owns = false;
   int dims[N] = {};
@@ -49,14 +49,10 @@ public:
   explicit arrayStore(const int (&extent)[N], T* block = nullptr, bool own = false) {
     build(extent, block, own);
   }
-  arrayStore(int width, int height, T* block = nullptr, bool own = false)
-    requires(N == 2)
-  {
+  arrayStore(int width, int height, T* block = nullptr, bool own = false) requires(N == 2) {
     build({width, height}, block, own);
   }
-  explicit arrayStore(int length, T* block = nullptr, bool own = false)
-    requires(N == 1)
-  {
+  explicit arrayStore(int length, T* block = nullptr, bool own = false) requires(N == 1) {
     build({length}, block, own);
   }
 
@@ -100,11 +96,7 @@ public:
   std::size_t size() const override { return name.size() + count * sizeof(T); }
 
   int width() const { return dims[0]; }
-  int height() const
-    requires(N == 2)
-  {
-    return dims[1];
-  }
+  int height() const requires(N == 2) { return dims[1]; }
   bool empty() const { return count == 0; }
 
   template <class U>
@@ -114,38 +106,30 @@ public:
 
   T& operator[](std::size_t i) { return data[i]; }
   const T& operator[](std::size_t i) const { return data[i]; }
-  T& operator()(int x, int y)
-    requires(N == 2)
-  {
+  T& operator()(int x, int y) requires(N == 2) {
     return data[static_cast<std::size_t>(strides[1]) * y + x];
   }
-  const T& operator()(int x, int y) const
-    requires(N == 2)
-  {
+  const T& operator()(int x, int y) const requires(N == 2) {
     return data[static_cast<std::size_t>(strides[1]) * y + x];
   }
-  T* row(int y)
-    requires(N == 2)
-  {
-    return data + static_cast<std::size_t>(strides[1]) * y;
-  }
-  const T* row(int y) const
-    requires(N == 2)
-  {
+  T* row(int y) requires(N == 2) { return data + static_cast<std::size_t>(strides[1]) * y; }
+  const T* row(int y) const requires(N == 2) {
     return data + static_cast<std::size_t>(strides[1]) * y;
   }
 
   void fill(const T& value) { std::fill(data, data + count, value); }
 
-private:
+ private:
   void build(const int (&extent)[N], T* block, bool own) {
     std::uint64_t total = 1;
     bool fits = true;
     for (int i = 0; i < N; ++i) {
-      if (extent[i] < 0) fits = false;
+      if (extent[i] < 0)
+        fits = false;
       else if (extent[i] != 0 && total > maxElements() / static_cast<std::uint64_t>(extent[i]))
         fits = false;
-      else total *= static_cast<std::uint64_t>(extent[i]);
+      else
+        total *= static_cast<std::uint64_t>(extent[i]);
     }
     if (!fits) {
       reset();
@@ -199,7 +183,7 @@ extern template class arrayStore<double, 1>;
 // exception passes. No bounds, no size, no copying.
 template <class T>
 class Array {
-public:
+ public:
   T* p = nullptr;
 
   Array() = default;

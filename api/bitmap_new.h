@@ -37,7 +37,7 @@ struct layerPair {
     if (valid(x, y)) data(x, y) = value;
   }
 
-private:
+ private:
   template <class T>
   static zel::arrayStore<T, 2> viewOf(zel::arrayStore<T, 2>& store) {
     zel::arrayStore<T, 2> view(store.width(), store.height(), store.data, false);

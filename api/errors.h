@@ -12,7 +12,7 @@
 namespace zel {
 
 class GenericError {
-public:
+ public:
   const char* message = "";  // static text, never owned
   std::int32_t code = 0;
   const char* file = "";
@@ -25,35 +25,35 @@ public:
 };
 
 class IndexError : public GenericError {
-public:
+ public:
   static constexpr int standardCode = 1;
   static constexpr const char* standardMessage = "Index error!";
   using GenericError::GenericError;
 };
 
 class DimError : public GenericError {
-public:
+ public:
   static constexpr int standardCode = 2;
   static constexpr const char* standardMessage = "Array and bkgr have different dimensions!";
   using GenericError::GenericError;
 };
 
 class FileError : public GenericError {
-public:
+ public:
   static constexpr int standardCode = 4;
   static constexpr const char* standardMessage = "File error!";
   using GenericError::GenericError;
 };
 
 class StateError : public GenericError {
-public:
+ public:
   static constexpr int standardCode = 8;
   static constexpr const char* standardMessage = "State error!";
   using GenericError::GenericError;
 };
 
 class AlgoError : public GenericError {
-public:
+ public:
   static constexpr int standardCode = 9;
   static constexpr const char* standardMessage = "Algorithm error!";
   using GenericError::GenericError;

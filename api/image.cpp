@@ -125,8 +125,10 @@ void image::resetLimits() {
     const arrayStore<bool, 2>* bk = bkgr_;
     const arrayStore<bool, 2>* roi = roi_;
     // Minimum and maximum do not depend on the order of the rows.
-#pragma omp parallel for schedule(static) reduction(min : lo) reduction(max : hi) \
-    if (field_->count >= parallelThreshold)
+#pragma omp parallel for schedule(static) reduction(min   \
+                                                    : lo) \
+    reduction(max                                         \
+              : hi) if (field_->count >= parallelThreshold)
     for (int y = 0; y < dims[1]; ++y) {
       const float* v = field_->row(y);
       const bool* b = bk ? bk->row(y) : nullptr;

@@ -16,7 +16,7 @@ namespace zel {
 // Where an image came from. The words are kept and copied for the host's
 // file formats; the image model itself reads none of them.
 class file_info : public ObjectId {
-public:
+ public:
   std::int32_t kind = 5;
   std::int16_t version = 1;
   double offset = 0.0;
@@ -29,7 +29,7 @@ public:
 
 // Display limits.
 class draw_options {
-public:
+ public:
   double low = 0.0;
   double high = 0.0;
   double fullLow = 0.0;
@@ -76,7 +76,7 @@ struct vectorGroup {
 };
 
 class image : public ObjectId {
-public:
+ public:
   file_info fileInfo;
   markersArray markers;
 
@@ -119,7 +119,8 @@ public:
 
   // The one construction step: sets the extent and allocates the chosen
   // layers uninitialised; file data and limits go back to their defaults.
-  void makeLayers(const int (&extent)[2], bool withField, bool withBkgr, bool withROI, int kind = 5);
+  void makeLayers(const int (&extent)[2], bool withField, bool withBkgr, bool withROI,
+                  int kind = 5);
   void clearLayers();
   // field 0, bkgr false, ROI true everywhere; vector planes zero, masks true.
   void resetLayers();
@@ -163,7 +164,7 @@ public:
   // The working pair over field and bkgr (zel::AlgoError if either is absent).
   bitmap layers();
 
-private:
+ private:
   const mask2d* roiMask() const { return roi_; }
   static bitmap readLayers(const image& r);
   template <class V>

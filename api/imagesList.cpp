@@ -64,8 +64,10 @@ int imagesList::select(const std::string& name) {
 }
 
 void imagesList::applyLimits(image& img, limits lim) {
-  if (lim.given) img.setLimits(lim.low, lim.high);
-  else img.resetLimits();
+  if (lim.given)
+    img.setLimits(lim.low, lim.high);
+  else
+    img.resetLimits();
 }
 
 void imagesList::insert(image* img, limits lim, bool record) {

@@ -16,7 +16,7 @@ class imagesList;
 
 // One undo record of the host.
 class imagesListAction {
-public:
+ public:
   std::string text;
 
   explicit imagesListAction(std::string t = {}) : text(std::move(t)) {}
@@ -29,14 +29,13 @@ public:
 // An image as it was before a change; undo puts it back in place of the list
 // image with the same name.
 class imagesListAltered : public imagesListAction {
-public:
+ public:
   std::unique_ptr<image> saved;
   double low = 0.0;
   double high = 0.0;
   bool stop = false;
 
-  imagesListAltered(std::unique_ptr<image> copy, double lo, double hi, bool stopHere,
-                    std::string t)
+  imagesListAltered(std::unique_ptr<image> copy, double lo, double hi, bool stopHere, std::string t)
       : imagesListAction(std::move(t)), saved(std::move(copy)), low(lo), high(hi), stop(stopHere) {}
   void undo(imagesList& list) override;
   bool stops() const override { return stop; }
@@ -44,7 +43,7 @@ public:
 
 // An image that was added; undo removes and deletes that very image.
 class imagesListCreated : public imagesListAction {
-public:
+ public:
   const image* created = nullptr;  // not owned
 
   explicit imagesListCreated(const image* img) : created(img) {}
@@ -53,14 +52,14 @@ public:
 };
 
 class imagesListCheckPoint : public imagesListAction {
-public:
+ public:
   using imagesListAction::imagesListAction;
   void undo(imagesList&) override {}
   bool stops() const override { return true; }
 };
 
 class imagesList {
-public:
+ public:
   markersArray markers;  // of the list as a whole: the pressure ports
   int undoIndex = -1;
   int currentIndex = -1;
@@ -104,7 +103,7 @@ public:
   bool restoreSnapshot();
   bool undoAvailable() const { return !undoImages.empty(); }
 
-private:
+ private:
   struct limits {
     bool given;
     double low, high;

@@ -29,7 +29,7 @@ const char* log_prefix(int level);
 
 template <class Entry>
 class ring_buffer {
-public:
+ public:
   static constexpr std::uint32_t capacity = 64;
 
   // Takes the next slot. A full ring drops its oldest entries first.
@@ -62,7 +62,7 @@ public:
   std::atomic<std::uint32_t> tail{0};
   std::uint32_t current = 0;
 
-private:
+ private:
   std::uint32_t slotOf(const Entry& entry) const {
     return static_cast<std::uint32_t>(&entry - entries);
   }
@@ -72,7 +72,7 @@ private:
 
 // A sink with its ring. The host decides where lines go.
 class log_mgr {
-public:
+ public:
   using callback = std::function<void(const log_entry&)>;
 
   virtual ~log_mgr() = default;
@@ -92,7 +92,7 @@ public:
 
   static constexpr std::uint32_t flushThreshold = 42;
 
-protected:
+ protected:
   ring_buffer<log_entry> ring;
   callback onEntry;
   bool direct = false;
@@ -101,21 +101,21 @@ protected:
 
 // Writes entries to a text file, one line each: prefix, text, line end.
 class log_ring : public log_mgr {
-public:
+ public:
   ~log_ring() override;
   void flush() override;
   // Closes any open file and appends to the new one; an empty path means no
   // file. Answers whether the file could be opened.
   bool setFile(const std::string& path, bool direct) override;
 
-private:
+ private:
   std::FILE* file = nullptr;
   std::mutex flushing;  // one drainer at a time
 };
 
 // What the code writes through: one entry, committed on destruction.
 class log_access {
-public:
+ public:
   explicit log_access(log_mgr& sink) : sink(&sink), entry(&sink.beginEntry()) {}
   log_access(const log_access&) = delete;
   log_access& operator=(const log_access&) = delete;
@@ -131,7 +131,7 @@ public:
   log_access& write(const std::string& text) { return write(text.c_str()); }
   log_access& write(int value);
 
-private:
+ private:
   log_mgr* sink;
   log_entry* entry;
 };

@@ -21,7 +21,7 @@ struct marker {
 namespace zel {
 
 class markersArray : public ObjectId {
-public:
+ public:
   std::vector<marker> items;
   std::string functionName;  // "Irefe_Isens", "Pressure", "T", "P_Pstat", "Cp" or empty
   std::string lengthUnit;    // empty for pixels

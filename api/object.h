@@ -7,7 +7,7 @@
 namespace zel {
 
 class ObjectId {
-public:
+ public:
   std::string name;
 
   ObjectId() = default;

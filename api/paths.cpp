@@ -15,9 +15,7 @@ namespace fs = std::filesystem;
 namespace zel {
 namespace {
 
-std::string::size_type lastFolderMark(const std::string& path) {
-  return path.find_last_of("/\\");
-}
+std::string::size_type lastFolderMark(const std::string& path) { return path.find_last_of("/\\"); }
 
 std::string withSlashes(std::string path) {
   std::replace(path.begin(), path.end(), '\\', '/');
@@ -72,8 +70,10 @@ std::string resolve_path(const std::string& name, const std::string& alternate) 
   fs::path base = fs::current_path(ec);
   if (!alternate.empty()) {
     const fs::path alt(withSlashes(alternate));
-    if (fs::is_directory(alt, ec)) base = fs::absolute(alt, ec);
-    else get_log().write(alternate).write(" - wrong alternate path");
+    if (fs::is_directory(alt, ec))
+      base = fs::absolute(alt, ec);
+    else
+      get_log().write(alternate).write(" - wrong alternate path");
   }
   return (base / given).lexically_normal().string();
 }

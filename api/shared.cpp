@@ -39,8 +39,10 @@ Table& table() {
 }  // namespace
 
 shared_ptr_base::shared_ptr_base(const char* name, Deletable* obj) {
-  if (name) attach(name, obj);
-  else object = obj;
+  if (name)
+    attach(name, obj);
+  else
+    object = obj;
 }
 
 shared_ptr_base::~shared_ptr_base() { detach(); }

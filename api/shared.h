@@ -8,7 +8,7 @@
 namespace zel {
 
 class Deletable {
-public:
+ public:
   std::int32_t refCount = 0;
 
   Deletable() = default;
@@ -25,7 +25,7 @@ public:
 
 template <class T>
 class shared_smart_ptr : public Deletable {
-public:
+ public:
   T* held = nullptr;
 
   explicit shared_smart_ptr(T* object = nullptr) : held(object) {}
@@ -39,7 +39,7 @@ public:
 // One named slot of the process-wide table: it holds an object's address for
 // as long as some shared_ptr_base has it open.
 class shared_ptr_base {
-public:
+ public:
   char mappingName[264] = {};
   void* mapping = nullptr;  // the table entry
   void* view = nullptr;     // where the entry keeps the published object
@@ -60,14 +60,14 @@ public:
   // How many handles hold the slot of `name` in this process (0 if none).
   static int openHandles(const char* name);
 
-private:
+ private:
   void attach(const char* name, Deletable* obj);
   void detach();
 };
 
 template <class T>
 class shared_ptr : public shared_ptr_base {
-public:
+ public:
   // With `create`, the first module to come allocates a T (value-initialised,
   // so a bool starts false) and publishes it.
   shared_ptr(const char* name, bool create) : shared_ptr_base(name, nullptr) {

@@ -71,7 +71,7 @@ struct xyPolygon {
   }
   virtual ~xyPolygon() { delete[] vertices; }
 
-private:
+ private:
   void copyIn(const xyVec<T>* block, int n) {
     if (n <= 0 || !block) return;
     vertices = new xyVec<T>[n];

@@ -40,9 +40,15 @@ void binary(benchmark::State& state, Op op) {
   setPixels(state);
 }
 
-void BM_ImageAdd(benchmark::State& s) { binary(s, [](auto& l, auto& r) { l += r; }); }
-void BM_ImageDivide(benchmark::State& s) { binary(s, [](auto& l, auto& r) { l /= r; }); }
-void BM_ImageAddScalar(benchmark::State& s) { binary(s, [](auto& l, auto&) { l += 3.0f; }); }
+void BM_ImageAdd(benchmark::State& s) {
+  binary(s, [](auto& l, auto& r) { l += r; });
+}
+void BM_ImageDivide(benchmark::State& s) {
+  binary(s, [](auto& l, auto& r) { l /= r; });
+}
+void BM_ImageAddScalar(benchmark::State& s) {
+  binary(s, [](auto& l, auto&) { l += 3.0f; });
+}
 void BM_ImageMarkBelow(benchmark::State& s) {
   binary(s, [](auto& l, auto&) { l.markBelow(500.0f); });
 }

@@ -124,9 +124,9 @@ TEST(ImagesList, UndoRunsBackToTheFirstStoppingRecord) {
   list.recording = true;
   list.addImage(named("a", 1.0f), false);
   list.checkPoint("older step");
-  list.saveCurrent(true, "filter");   // altered, stop true
+  list.saveCurrent(true, "filter");  // altered, stop true
   list.current()->fillField(2.0f);
-  list.addImage(named("b"));          // created, does not stop
+  list.addImage(named("b"));  // created, does not stop
   list.undo();
   EXPECT_EQ(names(list), std::vector<std::string>{"a"});
   EXPECT_EQ(list[0]->field()[0], 1.0f);
