@@ -101,10 +101,31 @@ void image::resize(const std::vector<int>& extent) {
   resize(extent.size() > 0 ? extent[0] : 0, extent.size() > 1 ? extent[1] : 0);
 }
 
+// True when this image owns layers of the same set and extent as `other`, so
+// that a copy can reuse their blocks instead of allocating new ones.
+bool image::canReuseLayersFor(const image& other) const {
+  auto fits = [](const auto* mine, bool owned, const auto* theirs) {
+    return (mine == nullptr) == (theirs == nullptr) && (!mine || owned);
+  };
+  return dims[0] == other.dims[0] && dims[1] == other.dims[1] &&
+         fits(field_, ownsField_, other.field_) && fits(bkgr_, ownsBkgr_, other.bkgr_) &&
+         fits(roi_, ownsROI_, other.roi_);
+}
+
 void image::copyFrom(const image& other) {
   if (&other == this) return;
-  clearLayers();
-  makeLayers(other.dims, other.field_, other.bkgr_, other.roi_, other.fileInfo.kind);
+  if (canReuseLayersFor(other)) {
+    // The same result as fresh layers: new names, then the source's contents.
+    if (field_) field_->name = "field";
+    if (bkgr_) bkgr_->name = "bkgr";
+    if (roi_) roi_->name = "ROI";
+    delete vectors_;
+    vectors_ = nullptr;
+    drop(draw_, ownsDraw_);
+  } else {
+    clearLayers();
+    makeLayers(other.dims, other.field_, other.bkgr_, other.roi_, other.fileInfo.kind);
+  }
   if (field_) *field_ = *other.field_;
   if (bkgr_) *bkgr_ = *other.bkgr_;
   if (roi_) *roi_ = *other.roi_;

@@ -166,6 +166,7 @@ class image : public ObjectId {
 
  private:
   const mask2d* roiMask() const { return roi_; }
+  bool canReuseLayersFor(const image& other) const;
   static bitmap readLayers(const image& r);
   template <class V>
   image& storeOp(const arrayStore<V, 2>& values, bool add);

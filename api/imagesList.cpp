@@ -163,9 +163,15 @@ std::string imagesList::nextUndoText() const {
 
 void imagesList::snapshot() {
   undoIndex = currentIndex;
-  undoImages.clear();
-  undoImages.reserve(images.size());
-  for (const auto& held : images) undoImages.push_back(std::make_unique<image>(*held));
+  // Copies go into the previous snapshot's images where there are any: each
+  // command takes a snapshot, and reusing their blocks saves the allocations.
+  undoImages.resize(images.size());
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    if (undoImages[i])
+      undoImages[i]->copyFrom(*images[i]);
+    else
+      undoImages[i] = std::make_unique<image>(*images[i]);
+  }
   setCurrent(undoIndex);
 }
 

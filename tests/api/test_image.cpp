@@ -75,6 +75,27 @@ TEST(Image, CopyFromKeepsTheLayersTheSourceHas) {
   EXPECT_EQ(target.field()(2, 2), 2.0f);
 }
 
+TEST(Image, CopyOverAnImageOfTheSameShapeGivesTheSameResult) {
+  image source = filled(3, 2, 4.0f, "src");
+  source.ROI()(2, 1) = false;
+  image target = filled(3, 2, 9.0f, "old");
+  target.markers.add(marker{});
+  target.resetLimits();
+  target.copyFrom(source);
+  EXPECT_EQ(target.fieldName(), "src");
+  EXPECT_EQ(target.field()(0, 0), 4.0f);
+  EXPECT_FALSE(target.ROI()(2, 1));
+  EXPECT_EQ(target.markers.count(), 0);
+  EXPECT_EQ(target.drawOptions(), nullptr);  // the source had no limits yet
+  image noRoi;
+  noRoi.makeLayers({3, 2}, true, true, false);
+  noRoi.fillField(1.0f);
+  noRoi.fillBkgr(false);
+  target.copyFrom(noRoi);
+  EXPECT_FALSE(target.hasROI());
+  EXPECT_EQ(target.fieldName(), "field");
+}
+
 TEST(Image, CopyCarriesVectorLayersOnlyIfPresent) {
   image a(2, 2);
   image b(a);

@@ -186,6 +186,28 @@ TEST(ImagesList, SnapshotRestoresTheWholeListOnce) {
   EXPECT_EQ(list.size(), 3);  // a second restore leaves the list alone
 }
 
+TEST(ImagesList, ASecondSnapshotReplacesTheFirstWhole) {
+  imagesList list;
+  list.addImage(named("a", 1.0f));
+  list.addImage(named("b", 1.0f));
+  list.addImage(named("c", 1.0f));
+  list.snapshot();
+  list.removeImage(2);
+  list[0]->fillField(2.0f);
+  list[0]->markers.add(marker{1, 1, 0, 0, true, 0});
+  list[1]->resize(5, 4);
+  list[1]->setFieldName("b");
+  list[1]->fillBkgr(true);
+  list.snapshot();
+  list.clear();
+  ASSERT_TRUE(list.restoreSnapshot());
+  ASSERT_EQ(names(list), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(list[0]->field()[0], 2.0f);
+  EXPECT_EQ(list[0]->markers.count(), 1);
+  EXPECT_EQ(list[1]->width(), 5);
+  EXPECT_TRUE(list[1]->bkgr()(4, 3));
+}
+
 TEST(ImagesList, RestoreDropsTheHostRecords) {
   imagesList list;
   list.addImage(named("a"));
