@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <source_location>
+#include <string>
 
 namespace zel {
 
@@ -76,12 +77,22 @@ constexpr const char* errorMessage() {
     return "";
 }
 
+// A text that lives as long as the process, for messages built at run time
+// (a file name and what is wrong with it). Equal texts share one copy.
+const char* lasting(const std::string& text);
+
 // The one way to throw: logs "<message> in:<file>:<line>" at level 2, then
 // throws E by value. `message` must be static text (it is never copied).
 template <class E>
 [[noreturn]] void raise(const char* message = errorMessage<E>(),
                         std::source_location where = std::source_location::current()) {
   throw E(where.file_name(), static_cast<int>(where.line()), message, errorCode<E>());
+}
+
+template <class E>
+[[noreturn]] void raise(const std::string& message,
+                        std::source_location where = std::source_location::current()) {
+  raise<E>(lasting(message), where);
 }
 
 }  // namespace zel

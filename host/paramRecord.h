@@ -1,0 +1,124 @@
+// Parameter records as data. Each dialog class keeps its values as plain
+// members and declares one descriptor beside it: section, title, and per
+// field the key, the member, the type, default, range, caption and group.
+// Loading from the store, the range check of OK, saving, the command line's
+// key=value parsing and its usage text are all generated from it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tamble {
+
+enum class paramType { Int, Float, Double, Radio };
+
+struct radioChoice {
+  int value;
+  std::string label;
+};
+
+// One field, apart from where it lives.
+struct paramInfo {
+  std::string key;  // the member's name, m_...: the store key and the CLI key
+  paramType type = paramType::Float;
+  double defaultValue = 0.0;
+  std::optional<std::pair<double, double>> range;  // enforced on OK
+  std::string caption;
+  std::string group;
+  bool stored = true;  // kept in the store under the section
+  std::vector<radioChoice> choices;  // for Radio
+};
+
+// A record bound to one object: what the generic operations work on.
+class paramRecord {
+public:
+  virtual ~paramRecord() = default;
+  virtual const std::string& className() const = 0;
+  virtual const std::string& section() const = 0;  // empty: nothing is stored
+  virtual const std::string& title() const = 0;
+  virtual const std::vector<paramInfo>& fields() const = 0;
+  // Values travel as double, which holds every int and float exactly.
+  virtual double value(std::size_t field) const = 0;
+  virtual void setValue(std::size_t field, double v) = 0;
+};
+
+// The descriptor of a dialog class T, declared once beside it.
+template <class T>
+struct recordDescriptor {
+  using member = std::variant<int T::*, float T::*, double T::*>;
+  struct field {
+    paramInfo info;
+    member where;
+  };
+  std::string className;
+  std::string section;
+  std::string title;
+  std::vector<field> fieldList;
+
+  std::vector<paramInfo> infos() const {
+    std::vector<paramInfo> out;
+    for (const field& f : fieldList) out.push_back(f.info);
+    return out;
+  }
+};
+
+// Binds a descriptor to an object of its class.
+template <class T>
+class boundRecord : public paramRecord {
+public:
+  boundRecord(const recordDescriptor<T>& d, T& o) : desc(d), object(o), infoList(d.infos()) {}
+  const std::string& className() const override { return desc.className; }
+  const std::string& section() const override { return desc.section; }
+  const std::string& title() const override { return desc.title; }
+  const std::vector<paramInfo>& fields() const override { return infoList; }
+  double value(std::size_t i) const override {
+    return std::visit([this](auto m) { return static_cast<double>(object.*m); },
+                      desc.fieldList[i].where);
+  }
+  void setValue(std::size_t i, double v) override {
+    std::visit(
+        [this, v](auto m) {
+          using V = std::remove_reference_t<decltype(object.*m)>;
+          object.*m = static_cast<V>(v);
+        },
+        desc.fieldList[i].where);
+  }
+
+private:
+  const recordDescriptor<T>& desc;
+  T& object;
+  std::vector<paramInfo> infoList;
+};
+
+// Sets every field to its default.
+void resetRecord(paramRecord& record);
+// For each stored key in order: the store's value, with the present value as
+// the default (a missing or unreadable value keeps the present one).
+void loadRecord(paramRecord& record);
+// The range check of OK: the complaint for the first value out of range,
+// naming its caption and the range, or nothing when all pass.
+std::optional<std::string> checkRecord(const paramRecord& record);
+// For each stored key in order: writes the value to the store.
+void saveRecord(const paramRecord& record);
+
+// Sets one field from "key=value" text as a user types it (either decimal
+// mark; a radio field also takes its label). Answers an error text, or
+// nothing on success. The range is not checked here: checkRecord does that.
+std::optional<std::string> assignParam(paramRecord& record, const std::string& key,
+                                       const std::string& text);
+// The record as a user reads it: title, then a line per field with key,
+// type, present value, range and caption (and the choices of a radio).
+std::string describeRecord(const paramRecord& record);
+
+// The store's number format: floats with a decimal comma.
+int read_param(const std::string& section, const std::string& key, int def);
+float read_param(const std::string& section, const std::string& key, float def);
+double read_param(const std::string& section, const std::string& key, double def);
+void write_param(const std::string& section, const std::string& key, int value);
+void write_param(const std::string& section, const std::string& key, float value);
+void write_param(const std::string& section, const std::string& key, double value);
+
+}  // namespace tamble
