@@ -30,6 +30,21 @@ struct paramInfo {
   std::string group;
   bool stored = true;  // kept in the store under the section
   std::vector<radioChoice> choices;  // for Radio
+
+  paramInfo() = default;
+  // Descriptors list their fields in one line each: key, type, default,
+  // range, caption, and where needed group, storage and radio choices.
+  paramInfo(std::string k, paramType t, double def,
+            std::optional<std::pair<double, double>> r = std::nullopt, std::string cap = {},
+            std::string grp = {}, bool store = true, std::vector<radioChoice> choice = {})
+      : key(std::move(k)),
+        type(t),
+        defaultValue(def),
+        range(std::move(r)),
+        caption(std::move(cap)),
+        group(std::move(grp)),
+        stored(store),
+        choices(std::move(choice)) {}
 };
 
 // A record bound to one object: what the generic operations work on.

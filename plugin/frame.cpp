@@ -1,0 +1,104 @@
+#include "plugin/frame.h"
+
+#include <algorithm>
+#include <locale>
+#include <sstream>
+
+#include "api/imagesList.h"
+#include "api/paths.h"
+#include "host/hostUi.h"
+#include "host/paramRecord.h"
+#include "host/platform.h"
+
+namespace tamble {
+
+int quietMode = 0;
+
+bool showDialog(paramRecord& record) {
+  loadRecord(record);
+  if (!hostUi().editRecord(record)) return false;
+  // The dialog only closes with values it accepts; a host that let a bad one
+  // through is treated as a cancel rather than run with it.
+  if (auto complaint = checkRecord(record)) {
+    message_error(*complaint);
+    return false;
+  }
+  saveRecord(record);
+  return true;
+}
+
+std::vector<std::string> viewImageEntries(const zel::imagesList& list) {
+  std::vector<std::string> entries;
+  for (int i = 0; i < list.size(); ++i) {
+    const zel::image& img = *list[i];
+    const std::string& file = img.fileInfo.name;
+    entries.push_back(img.fieldName() + "  -  " + zel::base_name(file) + "." +
+                      zel::extension(file));
+  }
+  return entries;
+}
+
+bool dlgViewImage(zel::imagesList& list) {
+  static std::vector<std::string> entries;  // rebuilt at every opening
+  entries = viewImageEntries(list);
+  const int chosen = hostUi().chooseImage("Image", entries, list.currentIndex);
+  if (chosen < 0 || chosen >= static_cast<int>(entries.size())) return false;
+  // The choice is matched by its text, as the list shows it.
+  const auto it = std::find(entries.begin(), entries.end(), entries[chosen]);
+  list.setCurrent(static_cast<int>(it - entries.begin()));
+  return true;
+}
+
+std::string reportText(double seconds, bool fast) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text.precision(16);
+  text << seconds;
+  std::string number = text.str();
+  std::replace(number.begin(), number.end(), '.', ',');
+  return "Operation: " + number + (fast ? " seconds FAST\n" : " seconds\n");
+}
+
+namespace {
+
+struct waitCursorScope {
+  waitCursorScope() { wait_cursor(true); }
+  // Not ended when an exception passes: the host resets it.
+  void end() { wait_cursor(false); }
+};
+
+}  // namespace
+
+bool runStandard(zel::imagesList& list, const operation& op) {
+  zel::image* img = list.current();
+  if (op.guard && img)
+    if (const char* text = op.guard(*img)) {
+      message(text, false);
+      return true;
+    }
+  if (op.dialog && !showDialog(*op.dialog)) return true;
+  if (op.guardAfterDialog && img)
+    if (const char* text = op.guardAfterDialog(*img)) {
+      message(text, false);
+      return true;
+    }
+  list.snapshot();
+  list.saveCurrent(true, "");
+  if (op.remember) op.remember();
+  waitCursorScope cursor;
+  const auto start = std::chrono::steady_clock::now();
+  if (!img) zel::raise<zel::AlgoError>();
+  op.routine(*img);
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  cursor.end();
+  if (op.time == operation::timing::shown)
+    message(reportText(elapsed.count(), op.fastReport), false);
+  return true;
+}
+
+bool UnDo(zel::imagesList& list) {
+  list.restoreSnapshot();
+  return true;
+}
+
+}  // namespace tamble

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "api/imagesList.h"
+#include "host/paramRecord.h"
+#include "host/platform.h"
+#include "host/store.h"
+#include "plugin/frame.h"
+#include "tests/support/scriptedUi.h"
+
+namespace {
+
+using namespace tamble;
+
+// A record like those of the filter dialogs: a diameter and a level.
+struct CTestFilter {
+  int m_diameter = 5;
+  float m_level = 0.5f;
+  static const recordDescriptor<CTestFilter>& descriptor() {
+    static const recordDescriptor<CTestFilter> d{
+        "CTestFilter",
+        "FrameTestFilter",
+        "Test Filter",
+        {{{"m_diameter", paramType::Int, 5, std::pair{1.0, 99.0}, "Diameter (1 - 99)"},
+          &CTestFilter::m_diameter},
+         {{"m_level", paramType::Float, 0.5, std::pair{0.0, 1.0}, "Level (0 - 1)"},
+          &CTestFilter::m_level}}};
+    return d;
+  }
+};
+
+class Frame : public ::testing::Test {
+protected:
+  void SetUp() override {
+    storePath = ::testing::TempDir() + "frame_store_" + std::to_string(::getpid()) + ".ini";
+    std::remove(storePath.c_str());
+    useStore(storePath);
+    auto* img = new zel::image(3, 3);
+    img->setFieldName("a");
+    img->fillField(1.0f);
+    list.addImage(img);
+    list.recording = true;
+  }
+  void TearDown() override { std::remove(storePath.c_str()); }
+
+  // Runs the test command: adds the diameter to every pixel.
+  bool run(std::function<const char*(const zel::image&)> after = {}) {
+    CTestFilter dialog;
+    boundRecord<CTestFilter> record(CTestFilter::descriptor(), dialog);
+    operation op;
+    op.dialog = &record;
+    op.guardAfterDialog = std::move(after);
+    op.remember = [&] { remembered = dialog.m_diameter; };
+    op.routine = [&](zel::image& img) {
+      if (failInside) {
+        img.field()(0, 0) = -1.0f;
+        zel::raise<zel::AlgoError>();
+      }
+      img += static_cast<float>(dialog.m_diameter | 1);  // an even value runs as the next odd
+    };
+    op.time = operation::timing::shown;
+    return runStandard(list, op);
+  }
+
+  std::string storePath;
+  tamble::testing::installedUi user;
+  zel::imagesList list;
+  int remembered = 0;
+  bool failInside = false;
+};
+
+TEST_F(Frame, CancelChangesNothing) {
+  user.ui.dialogOk = {false};
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(list.undoAvailable());
+  EXPECT_TRUE(list.actions().empty());
+  EXPECT_EQ(remembered, 0);
+  EXPECT_EQ(reg_get_string("FrameTestFilter", "m_diameter", "absent"), "absent");
+  EXPECT_EQ(list.current()->field()[0], 1.0f);
+}
+
+TEST_F(Frame, OkSavesSnapshotsRunsAndReports) {
+  user.ui.dialogValues = {{"m_diameter", "4"}, {"m_level", "0,25"}};
+  run();
+  EXPECT_EQ(list.current()->field()[0], 6.0f);  // 4 typed, 5 used
+  EXPECT_EQ(remembered, 4);                     // the remembered value is as typed
+  EXPECT_EQ(reg_get_string("FrameTestFilter", "m_diameter", ""), "4");
+  EXPECT_EQ(reg_get_string("FrameTestFilter", "m_level", ""), "0,25");
+  EXPECT_TRUE(list.undoAvailable());
+  EXPECT_EQ(list.actions().size(), 1u);
+  ASSERT_EQ(user.ui.notices.size(), 1u);
+  EXPECT_EQ(user.ui.notices[0].rfind("Operation: ", 0), 0u);
+  EXPECT_EQ(user.ui.notices[0].substr(user.ui.notices[0].size() - 9), " seconds\n");
+  EXPECT_EQ(user.ui.waitDepth, 0);
+  UnDo(list);
+  EXPECT_EQ(list.current()->field()[0], 1.0f);
+}
+
+TEST_F(Frame, NextOpeningShowsWhatWasSaved) {
+  user.ui.dialogValues = {{"m_diameter", "8"}};
+  run();
+  user.ui.dialogValues.clear();
+  run();  // the store gives 8 again
+  EXPECT_EQ(list.current()->field()[0], 1.0f + 9.0f + 9.0f);
+}
+
+TEST_F(Frame, GuardAfterTheDialogHasSavedButNotSnapshotted) {
+  user.ui.dialogValues = {{"m_diameter", "7"}};
+  run([](const zel::image&) { return "Minimum Must Be Less Than Maximum!"; });
+  EXPECT_EQ(user.ui.notices, std::vector<std::string>{"Minimum Must Be Less Than Maximum!"});
+  EXPECT_EQ(reg_get_string("FrameTestFilter", "m_diameter", ""), "7");
+  EXPECT_FALSE(list.undoAvailable());
+  EXPECT_EQ(list.current()->field()[0], 1.0f);
+}
+
+TEST_F(Frame, OutOfRangeValueIsNeverRun) {
+  user.ui.dialogValues = {{"m_diameter", "100"}};
+  run();
+  EXPECT_FALSE(list.undoAvailable());
+  EXPECT_EQ(reg_get_string("FrameTestFilter", "m_diameter", "absent"), "absent");
+}
+
+TEST_F(Frame, AnExceptionLeavesUndoAvailable) {
+  failInside = true;
+  EXPECT_THROW(run(), zel::AlgoError);
+  EXPECT_TRUE(list.undoAvailable());
+  EXPECT_EQ(list.current()->field()(0, 0), -1.0f);  // as the routine left it
+  UnDo(list);
+  EXPECT_EQ(list.current()->field()(0, 0), 1.0f);
+}
+
+TEST(FrameText, ReportUsesTheStoresNumberFormat) {
+  EXPECT_EQ(reportText(0.25), "Operation: 0,25 seconds\n");
+  EXPECT_EQ(reportText(1.5, true), "Operation: 1,5 seconds FAST\n");
+}
+
+TEST(FrameText, ImageChoiceEntries) {
+  zel::imagesList list;
+  auto* img = new zel::image(1, 1);
+  img->setFieldName("wind_on_sens");
+  img->fileInfo.name = "/data/run 7/on.tif";
+  list.addImage(img);
+  EXPECT_EQ(viewImageEntries(list), std::vector<std::string>{"wind_on_sens  -  on.tif"});
+}
+
+}  // namespace
