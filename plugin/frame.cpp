@@ -61,38 +61,64 @@ std::string reportText(double seconds, bool fast) {
 
 namespace {
 
-struct waitCursorScope {
-  waitCursorScope() { wait_cursor(true); }
-  // Not ended when an exception passes: the host resets it.
-  void end() { wait_cursor(false); }
-};
+// A guard that fails shows its text and ends the command, which still
+// answers true.
+bool stopWith(const char* text) {
+  message(text, false);
+  return true;
+}
+
+const char* guardText(const std::function<const char*(const zel::image&)>& guard,
+                      const zel::image* img) {
+  return guard && img ? guard(*img) : nullptr;
+}
 
 }  // namespace
 
 bool runStandard(zel::imagesList& list, const operation& op) {
   zel::image* img = list.current();
-  if (op.guard && img)
-    if (const char* text = op.guard(*img)) {
-      message(text, false);
-      return true;
-    }
+  if (const char* text = guardText(op.guard, img)) return stopWith(text);
   if (op.dialog && !showDialog(*op.dialog)) return true;
-  if (op.guardAfterDialog && img)
-    if (const char* text = op.guardAfterDialog(*img)) {
-      message(text, false);
-      return true;
-    }
+  if (const char* text = guardText(op.guardAfterDialog, img)) return stopWith(text);
   list.snapshot();
-  list.saveCurrent(true, "");
+  if (!op.snapshotOnly) list.saveCurrent(true, "");
   if (op.remember) op.remember();
-  waitCursorScope cursor;
+  // Not ended when an exception passes: the host resets the cursor.
+  if (!op.snapshotOnly) wait_cursor(true);
   const auto start = std::chrono::steady_clock::now();
   if (!img) zel::raise<zel::AlgoError>();
   op.routine(*img);
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  cursor.end();
+  if (!op.snapshotOnly) wait_cursor(false);
   if (op.time == operation::timing::shown)
     message(reportText(elapsed.count(), op.fastReport), false);
+  return true;
+}
+
+bool runTwoImages(zel::imagesList& list, const twoImageOperation& op) {
+  zel::image* first = list.current();
+  if (op.chooseBeforeDialog && !dlgViewImage(list)) return true;
+  if (op.dialog && !showDialog(*op.dialog)) return true;
+  if (!op.chooseBeforeDialog && !dlgViewImage(list)) return true;
+  zel::image* second = list.current();
+  if (!first || !second) zel::raise<zel::AlgoError>();
+  if (op.guard)
+    if (const char* text = op.guard(*first, *second)) return stopWith(text);
+  list.snapshot();
+  list.saveImage(op.changes == twoImageOperation::target::first ? first : second, true, "");
+  if (op.remember) op.remember();
+  wait_cursor(true);
+  op.routine(*first, *second);
+  wait_cursor(false);
+  return true;
+}
+
+bool runStage(zel::imagesList& list, bool (*stage)(zel::imagesList&, bool), afterStage after) {
+  wait_cursor(true);
+  const bool ok = stage(list, true);
+  if (after == afterStage::selectLast || (after == afterStage::selectLastOnSuccess && ok))
+    list.selectLast();
+  wait_cursor(false);
   return true;
 }
 

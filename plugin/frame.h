@@ -45,12 +45,34 @@ struct operation {
   std::function<void(zel::image&)> routine;
   enum class timing { none, timed, shown } time = timing::none;
   bool fastReport = false;
+  // The snapshot-only form: no host undo step and no wait cursor.
+  bool snapshotOnly = false;
 };
 
 // Runs `op` on the current image: guard, dialog, snapshot, host undo step,
 // remembered values, wait cursor, routine, report. An exception from the
 // routine passes out after the snapshot, so "UnDo" is the way back.
 bool runStandard(zel::imagesList& list, const operation& op);
+
+// A command on two images. The current image is the first; the image choice
+// comes before or after the dialog and gives the second. `changes` names
+// which of the two the routine changes: that one gets the host undo step.
+struct twoImageOperation {
+  paramRecord* dialog = nullptr;
+  bool chooseBeforeDialog = true;
+  std::function<void()> remember;
+  // Checked once both images are known: a text stops the command.
+  std::function<const char*(const zel::image& first, const zel::image& second)> guard;
+  std::function<void(zel::image& first, zel::image& second)> routine;
+  enum class target { first, second } changes = target::second;
+};
+bool runTwoImages(zel::imagesList& list, const twoImageOperation& op);
+
+// A stage of a project's conversion run from its menu row: the wait cursor
+// wraps the whole, the stage shows its own dialogs, and afterwards the last
+// image becomes current (always, only on success, or never).
+enum class afterStage { selectLast, selectLastOnSuccess, keepCurrent };
+bool runStage(zel::imagesList& list, bool (*stage)(zel::imagesList&, bool), afterStage after);
 
 // "UnDo": puts back the whole list as the last snapshot kept it.
 bool UnDo(zel::imagesList& list);

@@ -33,7 +33,8 @@ TEST(CommandTable, TheMenusHoldAllRowsInOrder) {
       if (std::strcmp(r.group, g) == 0) return &r;
     return static_cast<const tableRow*>(nullptr);
   };
-  for (const char* g : {"MC", "Transform", "Markers", "Tools"}) EXPECT_TRUE(first(g)->separator) << g;
+  for (const char* g : {"MC", "Transform", "Markers", "Tools"})
+    EXPECT_TRUE(first(g)->separator) << g;
   EXPECT_FALSE(first("Edit")->separator);
   EXPECT_FALSE(first("B Convert")->separator);
   EXPECT_TRUE(all[first("Transform") - all.data() - 1].separator);  // the end of Edit

@@ -30,7 +30,7 @@ struct CTestFilter {
 };
 
 class Frame : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override {
     storePath = ::testing::TempDir() + "frame_store_" + std::to_string(::getpid()) + ".ini";
     std::remove(storePath.c_str());
@@ -127,6 +127,83 @@ TEST_F(Frame, AnExceptionLeavesUndoAvailable) {
   EXPECT_EQ(list.current()->field()(0, 0), -1.0f);  // as the routine left it
   UnDo(list);
   EXPECT_EQ(list.current()->field()(0, 0), 1.0f);
+}
+
+TEST_F(Frame, SnapshotOnlyTakesNoHostStepAndNoCursor) {
+  operation op;
+  op.snapshotOnly = true;
+  op.routine = [this](zel::image& img) {
+    EXPECT_EQ(user.ui.waitDepth, 0);
+    img.fillROI(false);
+  };
+  runStandard(list, op);
+  EXPECT_TRUE(list.undoAvailable());
+  EXPECT_TRUE(list.actions().empty());
+  EXPECT_FALSE(list.current()->ROI()[0]);
+}
+
+TEST_F(Frame, GuardBeforeTheDialogStopsEverything) {
+  operation op;
+  CTestFilter dialog;
+  boundRecord<CTestFilter> record(CTestFilter::descriptor(), dialog);
+  op.dialog = &record;
+  op.guard = [](const zel::image&) { return "Markers are Absent.\nNo Markers to Revise!"; };
+  op.routine = [](zel::image&) { FAIL() << "must not run"; };
+  user.ui.dialogOk = {true};
+  runStandard(list, op);
+  EXPECT_EQ(user.ui.dialogOk.size(), 1u);  // the dialog never opened
+  EXPECT_EQ(user.ui.notices.back(), "Markers are Absent.\nNo Markers to Revise!");
+  EXPECT_FALSE(list.undoAvailable());
+}
+
+TEST_F(Frame, TwoImagesChangeTheChosenOne) {
+  auto* second = new zel::image(3, 3);
+  second->setFieldName("b");
+  second->fillField(10.0f);
+  list.addImage(second, false);
+  list.setCurrent(0);
+  twoImageOperation op;
+  op.routine = [](zel::image& first, zel::image& target) { target -= first; };
+  user.ui.imageChoices = {1};
+  runTwoImages(list, op);
+  EXPECT_EQ(second->field()[0], 9.0f);
+  EXPECT_EQ(list.find("a")->field()[0], 1.0f);
+  ASSERT_EQ(list.actions().size(), 1u);
+  list.undo();  // the host step belongs to the changed image
+  EXPECT_EQ(list.find("b")->field()[0], 10.0f);
+}
+
+TEST_F(Frame, TwoImagesGuardAndCancel) {
+  twoImageOperation op;
+  op.guard = [](const zel::image&, const zel::image& second) {
+    return second.markers.count()
+               ? nullptr
+               : "Markers on the Second Image are Absent. Procedure is terminated";
+  };
+  op.routine = [](zel::image&, zel::image&) { FAIL() << "must not run"; };
+  runTwoImages(list, op);  // no choice given: Cancel
+  EXPECT_TRUE(user.ui.notices.empty());
+  user.ui.imageChoices = {0};
+  runTwoImages(list, op);
+  EXPECT_EQ(user.ui.notices.back(),
+            "Markers on the Second Image are Absent. Procedure is terminated");
+  EXPECT_FALSE(list.undoAvailable());
+}
+
+bool addsAnImage(zel::imagesList& list, bool interactive) {
+  auto* img = new zel::image(1, 1);
+  img->setFieldName(interactive ? "made" : "quiet");
+  list.addImage(img);
+  return false;
+}
+
+TEST_F(Frame, StagesRunInteractivelyAndSelectTheLastImage) {
+  runStage(list, addsAnImage, afterStage::selectLast);
+  EXPECT_EQ(list.current()->fieldName(), "made");
+  list.setCurrent(0);
+  runStage(list, addsAnImage, afterStage::selectLastOnSuccess);  // the stage answered false
+  EXPECT_EQ(list.currentIndex, 0);
+  EXPECT_EQ(user.ui.waitDepth, 0);
 }
 
 TEST(FrameText, ReportUsesTheStoresNumberFormat) {

@@ -18,7 +18,7 @@ zel::image* filled(const char* name, int w, int h, float value) {
 
 // Each test starts with a free cell, empty buffers and a scripted user.
 class MemoryCell : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override { clearCell(); }
   void TearDown() override { clearCell(); }
   static void clearCell() {
