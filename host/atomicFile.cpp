@@ -1,10 +1,13 @@
 #include "atomicFile.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <thread>
 
 #include "api/errors.h"
 
@@ -17,9 +20,12 @@ namespace {
 
 }  // namespace
 
+// Unique per process and thread, so that two writers never share one.
 std::string temporaryNameFor(const std::string& path) {
   const std::filesystem::path target(path);
-  std::string name = "." + target.filename().string() + ".tmp" + std::to_string(::getpid());
+  const std::size_t thread = std::hash<std::thread::id>{}(std::this_thread::get_id());
+  std::string name = "." + target.filename().string() + ".tmp" + std::to_string(::getpid()) + "_" +
+                     std::to_string(thread % 1000000);
   return (target.parent_path() / name).string();
 }
 
@@ -29,6 +35,9 @@ void discardTemporary(const std::string& temporary) {
 }
 
 void commitAtomically(const std::string& temporary, const std::string& path) {
+  // A file that is replaced keeps its permissions.
+  struct stat old {};
+  if (::stat(path.c_str(), &old) == 0) ::chmod(temporary.c_str(), old.st_mode & 07777);
   if (std::rename(temporary.c_str(), path.c_str()) != 0) {
     const int err = errno;
     discardTemporary(temporary);

@@ -12,12 +12,12 @@ namespace zel {
 
 template <class T>
 class field_data {
-public:
+ public:
   std::string name;
   std::vector<std::vector<xyzVec<double>>> grid;  // the nodes of each grid block
   std::vector<std::vector<T>> functions;          // values on the nodes, by function
   std::vector<std::string> functionNames;
-  std::size_t count = 0;                          // number of nodes
+  std::size_t count = 0;  // number of nodes
 
   // A mesh is complete when it has blocks, functions and nodes.
   bool complete() const { return !grid.empty() && !functions.empty() && count != 0; }

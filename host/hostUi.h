@@ -11,7 +11,7 @@ namespace tamble {
 class paramRecord;
 
 class HostUi {
-public:
+ public:
   virtual ~HostUi() = default;
 
   // A notice (ask false) or a yes/no question (ask true, the answer is the

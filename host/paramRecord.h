@@ -5,8 +5,10 @@
 // key=value parsing and its usage text are all generated from it.
 #pragma once
 
+#include <limits>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -28,7 +30,7 @@ struct paramInfo {
   std::optional<std::pair<double, double>> range;  // enforced on OK
   std::string caption;
   std::string group;
-  bool stored = true;  // kept in the store under the section
+  bool stored = true;                // kept in the store under the section
   std::vector<radioChoice> choices;  // for Radio
 
   paramInfo() = default;
@@ -49,7 +51,7 @@ struct paramInfo {
 
 // A record bound to one object: what the generic operations work on.
 class paramRecord {
-public:
+ public:
   virtual ~paramRecord() = default;
   virtual const std::string& className() const = 0;
   virtual const std::string& section() const = 0;  // empty: nothing is stored
@@ -83,7 +85,7 @@ struct recordDescriptor {
 // Binds a descriptor to an object of its class.
 template <class T>
 class boundRecord : public paramRecord {
-public:
+ public:
   boundRecord(const recordDescriptor<T>& d, T& o) : desc(d), object(o), infoList(d.infos()) {}
   const std::string& className() const override { return desc.className; }
   const std::string& section() const override { return desc.section; }
@@ -97,12 +99,19 @@ public:
     std::visit(
         [this, v](auto m) {
           using V = std::remove_reference_t<decltype(object.*m)>;
-          object.*m = static_cast<V>(v);
+          // Values outside the member's type are held at its limits.
+          if constexpr (std::is_integral_v<V>)
+            object.*m = v != v                               ? V{}
+                        : v >= std::numeric_limits<V>::max() ? std::numeric_limits<V>::max()
+                        : v <= std::numeric_limits<V>::min() ? std::numeric_limits<V>::min()
+                                                             : static_cast<V>(v);
+          else
+            object.*m = static_cast<V>(v);
         },
         desc.fieldList[i].where);
   }
 
-private:
+ private:
   const recordDescriptor<T>& desc;
   T& object;
   std::vector<paramInfo> infoList;
@@ -127,6 +136,10 @@ std::optional<std::string> assignParam(paramRecord& record, const std::string& k
 // The record as a user reads it: title, then a line per field with key,
 // type, present value, range and caption (and the choices of a radio).
 std::string describeRecord(const paramRecord& record);
+
+// The store's number format: default notation with `precision` significant
+// digits and a decimal comma ("0,25").
+std::string numberText(double value, int precision);
 
 // The store's number format: floats with a decimal comma.
 int read_param(const std::string& section, const std::string& key, int def);

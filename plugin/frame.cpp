@@ -1,8 +1,6 @@
 #include "plugin/frame.h"
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
 
 #include "api/imagesList.h"
 #include "api/paths.h"
@@ -50,13 +48,7 @@ bool dlgViewImage(zel::imagesList& list) {
 }
 
 std::string reportText(double seconds, bool fast) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text.precision(16);
-  text << seconds;
-  std::string number = text.str();
-  std::replace(number.begin(), number.end(), '.', ',');
-  return "Operation: " + number + (fast ? " seconds FAST\n" : " seconds\n");
+  return "Operation: " + numberText(seconds, 16) + (fast ? " seconds FAST\n" : " seconds\n");
 }
 
 namespace {
