@@ -15,7 +15,7 @@ namespace tamble {
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const char* what) {
-  zel::raise<zel::FileError>("Cannot write " + path + ": " + what);
+  zel::raise<zel::FileError>(path + ": cannot write: " + what);
 }
 
 }  // namespace
