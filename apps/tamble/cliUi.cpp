@@ -1,0 +1,123 @@
+#include "apps/tamble/cliUi.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "api/log.h"
+#include "apps/tamble/failure.h"
+#include "apps/tamble/output.h"
+#include "apps/tamble/session.h"
+#include "host/paramRecord.h"
+
+namespace tamble::cli {
+namespace {
+
+const std::string entrySeparator = "  -  ";
+
+std::string listed(const std::vector<std::string>& items) {
+  std::string out;
+  for (const std::string& item : items) out += (out.empty() ? "" : ", ") + item;
+  return out.empty() ? "(none)" : out;
+}
+
+}  // namespace
+
+std::string entryName(const std::string& entry) {
+  return entry.substr(0, entry.find(entrySeparator));
+}
+
+void cliUi::startRun(runAnswers given) {
+  pending = std::move(given);
+  dialogs = 0;
+}
+
+void cliUi::finishRun(const std::string& label) {
+  std::vector<std::string> unused;
+  const bool paramsUnused = dialogs == 0 && !pending.params.empty();
+  if (paramsUnused)
+    for (const auto& [key, value] : pending.params) unused.push_back(key + "=" + value);
+  for (const std::string& name : pending.images) unused.push_back("--image " + name);
+  for (const std::string& path : pending.files) unused.push_back("--file " + path);
+  for (bool answer : pending.answers) unused.push_back(answer ? "--answer yes" : "--answer no");
+  pending = {};
+  if (!unused.empty())
+    throw stepError("'" + label + "' ran without asking for " + listed(unused) +
+                    (paramsUnused ? " (it showed no parameter dialog)" : ""));
+}
+
+bool cliUi::message(const std::string& text, bool ask, bool) {
+  if (!ask) {
+    printBlock(stdout, "notice: ", text);
+    return true;
+  }
+  bool answer = policy == unansweredPolicy::yes;
+  std::string how;
+  if (!pending.answers.empty()) {
+    answer = pending.answers.front();
+    pending.answers.pop_front();
+  } else if (policy == unansweredPolicy::error) {
+    throw stepError("unanswered question: " + text);
+  } else {
+    how = " (--unanswered)";
+  }
+  printBlock(stdout, "question: ", text);
+  printBlock(stdout, "answer: ", (answer ? "yes" : "no") + how);
+  return answer;
+}
+
+// The values come from the store first (the plug-in loads them); the step's
+// words go over them and must pass the same range check as OK in a dialog.
+bool cliUi::editRecord(paramRecord& record) {
+  ++dialogs;
+  for (const auto& [key, value] : pending.params)
+    if (auto complaint = assignParam(record, key, value)) throw stepError(*complaint);
+  if (auto complaint = checkRecord(record)) throw stepError(*complaint);
+  zel::get_log().level(4).write("tamble: parameters " + describeRecord(record));
+  return true;
+}
+
+int cliUi::chooseImage(const std::string& title, const std::vector<std::string>& entries, int) {
+  if (pending.images.empty())
+    throw stepError("the command asks to choose an image (" + title + "); give --image NAME");
+  const std::string name = pending.images.front();
+  pending.images.pop_front();
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (entryName(entries[i]) == name) return static_cast<int>(i);
+    names.push_back(entryName(entries[i]));
+  }
+  throw stepError("no image named '" + name + "' to choose (" + title + "); the choices are " +
+                  listed(names));
+}
+
+std::string cliUi::takeFile(const std::string& title, bool save) {
+  if (pending.files.empty())
+    throw stepError("the command asks for a file (" + title + "); give --file PATH");
+  std::string path = pending.files.front();
+  pending.files.pop_front();
+  if (save)
+    inputs.checkWritable(path);
+  else
+    inputs.add(path);
+  return path;
+}
+
+std::string cliUi::chooseFile(const std::string& title, const std::string&, bool save) {
+  return takeFile(title, save);
+}
+
+std::vector<std::string> cliUi::chooseFiles(const std::string& title, const std::string&) {
+  std::vector<std::string> paths{takeFile(title, false)};
+  while (!pending.files.empty()) paths.push_back(takeFile(title, false));
+  return paths;
+}
+
+// Only for a person watching: a file or pipe gets no progress lines.
+void cliUi::progress(const std::string& what, int percent) {
+  if (!isatty(STDERR_FILENO)) return;
+  std::fprintf(stderr, "\r%s %3d%%%s", what.c_str(), percent, percent >= 100 ? "\n" : "");
+  std::fflush(stderr);
+}
+
+}  // namespace tamble::cli

@@ -1,0 +1,63 @@
+// The command line's answer to everything a command asks a person: notices
+// and questions are printed, the parameter dialog takes the step's
+// key=value words, image and file choices take --image and --file in order,
+// and yes/no questions take --answer in order.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/hostUi.h"
+
+namespace tamble::cli {
+
+class inputFiles;
+
+// What a question nobody answered gets.
+enum class unansweredPolicy { error, yes, no };
+
+// The answers one `run` step gives.
+struct runAnswers {
+  std::vector<std::pair<std::string, std::string>> params;  // key, value text
+  std::deque<std::string> images;
+  std::deque<std::string> files;
+  std::deque<bool> answers;
+};
+
+class cliUi : public HostUi {
+ public:
+  explicit cliUi(inputFiles& files) : inputs(files) {}
+
+  unansweredPolicy policy = unansweredPolicy::error;
+
+  // Hands over the answers of a step before its command runs.
+  void startRun(runAnswers given);
+  // After the command: answers it did not use are an error (a script that
+  // expected another course of the command should not go on).
+  void finishRun(const std::string& label);
+
+  bool message(const std::string& text, bool ask, bool error) override;
+  bool editRecord(paramRecord& record) override;
+  int chooseImage(const std::string& title, const std::vector<std::string>& entries,
+                  int current) override;
+  std::string chooseFile(const std::string& title, const std::string& filter, bool save) override;
+  std::vector<std::string> chooseFiles(const std::string& title,
+                                       const std::string& filter) override;
+  void progress(const std::string& what, int percent) override;
+  // Nothing to show on a command line.
+  void waitCursor(bool) override {}
+
+ private:
+  std::string takeFile(const std::string& title, bool save);
+
+  inputFiles& inputs;
+  runAnswers pending;
+  int dialogs = 0;  // parameter dialogs shown during the present step
+};
+
+// The name part of an image choice's entry, "name  -  file.ext".
+std::string entryName(const std::string& entry);
+
+}  // namespace tamble::cli

@@ -1,0 +1,94 @@
+// tamble: the command-line host. It runs steps on one images list, from its
+// arguments or from a script, with the plug-in loaded as any host loads it.
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "api/errors.h"
+#include "api/log.h"
+#include "apps/tamble/failure.h"
+#include "apps/tamble/output.h"
+#include "apps/tamble/script.h"
+#include "apps/tamble/session.h"
+#include "apps/tamble/steps.h"
+#include "host/store.h"
+
+namespace {
+
+using namespace tamble::cli;
+
+struct globalOptions {
+  std::string store;
+  std::string log;
+  std::string unanswered = "error";
+  std::string script;
+};
+
+void addGlobalOptions(CLI::App& app, globalOptions& g) {
+  app.add_option("--store", g.store,
+                 "parameter store file (default: $TAMBLE_STORE, else "
+                 "~/.config/tamble/store.ini)")
+      ->type_name("FILE");
+  app.add_option("--log", g.log, "log file (default: $TAMBLE_LOG, else none)")->type_name("FILE");
+  app.add_option("--unanswered", g.unanswered, "answer to yes/no questions no --answer gave")
+      ->check(CLI::IsMember({"error", "yes", "no"}));
+}
+
+void configure(const globalOptions& g, session& s) {
+  if (!g.store.empty()) tamble::useStore(g.store);
+  std::string log = g.log;
+  if (const char* fromEnv = std::getenv("TAMBLE_LOG"); log.empty() && fromEnv) log = fromEnv;
+  if (!log.empty() && !zel::log_sink().setFile(log, false))
+    throw stepError("cannot open the log file '" + log + "'");
+  s.ui.policy = g.unanswered == "yes"  ? unansweredPolicy::yes
+                : g.unanswered == "no" ? unansweredPolicy::no
+                                       : unansweredPolicy::error;
+}
+
+int runSteps(const CLI::App& app, const CLI::App& script, const stepArgs& args,
+             const globalOptions& g, const std::string& commandLine) {
+  try {
+    session s;
+    configure(g, s);
+    zel::get_log().level(4).write("tamble: " + commandLine);
+    if (script.parsed())
+      runScript(g.script, s);
+    else
+      runParsedStep(app, args, s);
+    return 0;
+  } catch (const stepError& e) {
+    printError(e.what());
+    return e.exitStatus;
+  } catch (const zel::GenericError& e) {
+    printError(errorText(e));
+  } catch (const std::exception& e) {
+    printError(e.what());
+  }
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{
+      "Wind-tunnel paint images from the command line: each step is one of the "
+      "subcommands below; 'script FILE' runs one step per line in one session.",
+      "tamble"};
+  globalOptions g;
+  addGlobalOptions(app, g);
+  stepArgs args;
+  addSteps(app, args);
+  CLI::App* script = app.add_subcommand("script", "run one step per line of FILE (- for stdin)");
+  script->add_option("file", g.script, "script file")->required();
+  app.require_subcommand(1);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    printError(parseErrorText(app, e));
+    return 2;
+  }
+  std::string commandLine;
+  for (int i = 1; i < argc; ++i) commandLine += std::string(i > 1 ? " " : "") + argv[i];
+  return runSteps(app, *script, args, g, commandLine);
+}

@@ -1,0 +1,58 @@
+#include "apps/tamble/output.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "api/errors.h"
+#include "api/log.h"
+
+namespace tamble::cli {
+
+std::string block(const std::string& prefix, const std::string& text) {
+  std::string body = text;
+  if (!body.empty() && body.back() == '\n') body.pop_back();
+  const std::string indent(prefix.size(), ' ');
+  std::string out = prefix;
+  for (char c : body) {
+    out += c;
+    if (c == '\n') out += indent;
+  }
+  return out + "\n";
+}
+
+void printBlock(std::FILE* to, const std::string& prefix, const std::string& text) {
+  std::fputs(block(prefix, text).c_str(), to);
+  std::fflush(to);  // as they come, also into a pipe
+}
+
+namespace {
+
+template <class T>
+std::string shortest(T value) {
+  char text[64];
+  const auto result = std::to_chars(text, text + sizeof text, value);
+  return std::string(text, result.ptr);
+}
+
+}  // namespace
+
+std::string numberText(float value) { return shortest(value); }
+std::string numberText(double value) { return shortest(value); }
+
+bool parseNumber(const std::string& text, double& value) {
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value);
+  return result.ec == std::errc() && result.ptr == end && std::isfinite(value);
+}
+
+std::string errorText(const zel::GenericError& error) {
+  return std::string(error.message) + " (at " + error.file + ":" + std::to_string(error.line) + ")";
+}
+
+void printError(const std::string& text) {
+  std::fflush(stdout);
+  std::fputs(block("error: ", text).c_str(), stderr);
+  zel::get_log().level(2).urgent().write("tamble: " + text);
+}
+
+}  // namespace tamble::cli

@@ -1,0 +1,117 @@
+#include "apps/tamble/steps.h"
+
+#include <CLI/CLI.hpp>
+
+#include "apps/tamble/failure.h"
+
+namespace tamble::cli {
+namespace {
+
+using defineFn = void (*)(CLI::App&, stepArgs&);
+using runFn = void (*)(session&, const stepArgs&);
+
+struct stepDef {
+  const char* name;
+  const char* help;
+  defineFn define;
+  runFn run;
+};
+
+CLI::Option* imageName(CLI::App& app, stepArgs& a) {
+  return app.add_option("name", a.name, "image name")->required();
+}
+
+void defineNew(CLI::App& app, stepArgs& a) {
+  imageName(app, a);
+  app.add_option("width", a.width, "pixels across")->required()->check(CLI::Range(0, 65536));
+  app.add_option("height", a.height, "pixels down")->required()->check(CLI::Range(0, 65536));
+  app.add_option("content", a.words, "fill=V or pattern=ramp|gauss|checker");
+}
+
+void defineOpen(CLI::App& app, stepArgs& a) {
+  app.add_option("files", a.words, "NAME=FILE or FILE")->required();
+}
+
+void defineNameOnly(CLI::App& app, stepArgs& a) { imageName(app, a); }
+
+void defineNothing(CLI::App&, stepArgs&) {}
+
+void defineDescribe(CLI::App& app, stepArgs& a) {
+  app.add_option("command", a.command, "label or short name")->required();
+}
+
+void defineRun(CLI::App& app, stepArgs& a) {
+  defineDescribe(app, a);
+  app.add_option("params", a.words, "key=value for the parameter dialog");
+  app.add_option("--image", a.images, "answers an image choice (repeat in order)")
+      ->allow_extra_args(false);
+  app.add_option("--file", a.files, "answers a file choice (repeat in order)")
+      ->allow_extra_args(false);
+  app.add_option("--answer", a.answers, "answers a yes/no question (repeat in order)")
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember({"yes", "no"}));
+}
+
+void defineSave(CLI::App& app, stepArgs& a) {
+  app.add_option("targets", a.words, "NAME=FILE (.imp or .tif)")->required();
+}
+
+void defineMask(CLI::App& app, stepArgs& a) {
+  imageName(app, a);
+  app.add_option("layer", a.layer, "bkgr or ROI")
+      ->required()
+      ->transform(CLI::IsMember({"bkgr", "ROI"}, CLI::ignore_case));
+  app.add_option("file", a.file, ".imp mask file")->required();
+}
+
+void defineRender(CLI::App& app, stepArgs& a) {
+  app.add_option("target", a.file, "NAME=FILE.png")->required();
+  app.add_option("options", a.words, "colormap=, low=, high=, bar=on|off, markers=on|off");
+}
+
+void definePixel(CLI::App& app, stepArgs& a) {
+  imageName(app, a);
+  app.add_option("x", a.x, "column")->required();
+  app.add_option("y", a.y, "row")->required();
+}
+
+const stepDef steps[] = {
+    {"new", "make a test image", defineNew, newStep},
+    {"open", "read images", defineOpen, openStep},
+    {"select", "make an image the current one", defineNameOnly, selectStep},
+    {"images", "list the images", defineNothing, imagesStep},
+    {"commands", "list the plug-in's commands", defineNothing, commandsStep},
+    {"describe", "show a command and its parameters", defineDescribe, describeStep},
+    {"run", "run a command", defineRun, runStep},
+    {"undo", "undo the last recorded step", defineNothing, undoStep},
+    {"save", "write images", defineSave, saveStep},
+    {"save-mask", "write an image's bkgr or ROI", defineMask, saveMaskStep},
+    {"load-mask", "read an image's bkgr or ROI", defineMask, loadMaskStep},
+    {"render", "draw an image to PNG", defineRender, renderStep},
+    {"value", "print an image's layers at a pixel", definePixel, valueStep},
+    {"mark", "add a marker to an image", definePixel, markStep},
+};
+
+}  // namespace
+
+void addSteps(CLI::App& app, stepArgs& args) {
+  for (const stepDef& step : steps) step.define(*app.add_subcommand(step.name, step.help), args);
+}
+
+bool runParsedStep(const CLI::App& app, const stepArgs& args, session& s) {
+  for (const stepDef& step : steps)
+    if (app.got_subcommand(step.name)) {
+      step.run(s, args);
+      return true;
+    }
+  return false;
+}
+
+std::pair<std::string, std::string> splitPair(const std::string& word, const char* form) {
+  const std::size_t equals = word.find('=');
+  if (equals == std::string::npos || equals == 0)
+    throw usageError("'" + word + "' is not of the form " + form);
+  return {word.substr(0, equals), word.substr(equals + 1)};
+}
+
+}  // namespace tamble::cli

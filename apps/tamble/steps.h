@@ -1,0 +1,56 @@
+// The steps the program runs, each with the form of a subcommand: defined once
+// for the command line and for every line of a script.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tamble::cli {
+
+class session;
+
+// The arguments of any one step; each step reads the members it defines.
+struct stepArgs {
+  std::string name;
+  std::string command;
+  std::string layer;
+  std::string file;
+  int width = 0;
+  int height = 0;
+  double x = 0.0;
+  double y = 0.0;
+  std::vector<std::string> words;  // NAME=FILE or key=value words
+  std::vector<std::string> images;
+  std::vector<std::string> files;
+  std::vector<std::string> answers;
+};
+
+// Adds every step as a subcommand of `app`, its arguments bound to `args`.
+void addSteps(CLI::App& app, stepArgs& args);
+// Runs the step that `app` parsed; false when none of them was.
+bool runParsedStep(const CLI::App& app, const stepArgs& args, session& s);
+
+// The steps themselves, in imageSteps.cpp and commandSteps.cpp.
+void newStep(session& s, const stepArgs& a);
+void openStep(session& s, const stepArgs& a);
+void selectStep(session& s, const stepArgs& a);
+void imagesStep(session& s, const stepArgs& a);
+void saveStep(session& s, const stepArgs& a);
+void saveMaskStep(session& s, const stepArgs& a);
+void loadMaskStep(session& s, const stepArgs& a);
+void renderStep(session& s, const stepArgs& a);
+void valueStep(session& s, const stepArgs& a);
+void markStep(session& s, const stepArgs& a);
+void commandsStep(session& s, const stepArgs& a);
+void describeStep(session& s, const stepArgs& a);
+void runStep(session& s, const stepArgs& a);
+void undoStep(session& s, const stepArgs& a);
+
+// "NAME=VALUE" split at its first '='; a usage error without one.
+std::pair<std::string, std::string> splitPair(const std::string& word, const char* form);
+
+}  // namespace tamble::cli

@@ -1,0 +1,156 @@
+// Parameters, answers, files and failures, through a stand-in plug-in whose
+// commands ask for them, and `describe` on both plug-ins.
+#include "tests/apps/cliHarness.h"
+
+namespace {
+
+using tamble::testing::cliResult;
+using tamble::testing::cliTest;
+using tamble::testing::lines;
+using tamble::testing::readText;
+using tamble::testing::sourceFile;
+using tamble::testing::writeText;
+
+class CliDialogs : public cliTest {
+ protected:
+  void SetUp() override {
+    cliTest::SetUp();
+    useStub();
+  }
+};
+
+// 2 * 3 = 6 with the given factor; the store keeps 3 for the next process,
+// where 6 * 3 * 3 = 54 with two steps.
+TEST_F(CliDialogs, KeyValuesFillTheDialogAndTheStoreKeepsThem) {
+  cliResult r = script("new a 2 2 fill=2\nrun scale-values factor=3\nvalue a 0 0\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "field=6 bkgr=0 ROI=1\n");
+  const std::string store = readText(dir / "store.ini");
+  EXPECT_NE(store.find("[StubScale]"), std::string::npos) << store;
+  EXPECT_NE(store.find("m_factor=3"), std::string::npos) << store;
+
+  r = script("new a 2 2 fill=6\nrun \"Scale Values...\" m_steps=2\nvalue a 1 1\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "field=54 bkgr=0 ROI=1\n");
+}
+
+TEST_F(CliDialogs, OutOfRangeOrUnknownValuesStopBeforeAnythingRuns) {
+  cliResult r = script("new a 2 2 fill=2\nrun scale-values factor=9\n");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "error: stdin:2: Factor: enter a number between 0.5 and 8\n");
+  r = script("new a 2 2 fill=2\nrun scale-values steps=0 factor=1\n");
+  EXPECT_EQ(r.err, "error: stdin:2: Steps: enter a number between 1 and 4\n");
+  r = script("new a 2 2 fill=2\nrun scale-values size=2\n");
+  EXPECT_EQ(r.err,
+            "error: stdin:2: Unknown parameter 'size' for Scale Values; its keys are: "
+            "m_factor, m_steps\n");
+  r = script("new a 2 2 fill=2\nrun scale-values factor=two\n");
+  EXPECT_EQ(r.err, "error: stdin:2: factor: 'two' is not a number\n");
+  // No OK: nothing reached the store.
+  EXPECT_FALSE(std::filesystem::exists(dir / "store.ini"));
+}
+
+TEST_F(CliDialogs, GuardStopsTheCommandWithItsNotice) {
+  const cliResult r = script("new a 1 1 fill=2\nrun scale-values factor=3\n");
+  EXPECT_EQ(r.out, "notice: Image Too Small\n");
+  // The values were never asked for: that is an error after the notice.
+  EXPECT_EQ(r.err,
+            "error: stdin:2: 'Scale Values...' ran without asking for factor=3 (it "
+            "showed no parameter dialog)\n");
+}
+
+TEST_F(CliDialogs, AnswersGoToQuestionsInOrder) {
+  cliResult r = tamble("run ask-twice --answer yes --answer no");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "question: Proceed?\n"
+            "          The values will change.\n"
+            "answer: yes\n"
+            "question: Keep going?\n"
+            "answer: no\n"
+            "notice: answers: yes no\n");
+  r = tamble("run ask-twice --answer no");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "error: unanswered question: Keep going?\n");
+  r = tamble("--unanswered yes run ask-twice --answer no");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(lines(r.out).back(), "notice: answers: no yes");
+  EXPECT_NE(r.out.find("answer: yes (--unanswered)\n"), std::string::npos);
+  r = tamble("run ask-twice --answer yes --answer yes --answer no");
+  EXPECT_EQ(r.err, "error: 'Ask Twice' ran without asking for --answer no\n");
+  r = tamble("run ask-twice --answer maybe");
+  EXPECT_EQ(r.status, 2);
+}
+
+TEST_F(CliDialogs, FilesAnswerFileChoicesAndInputsAreNeverTargets) {
+  writeText(dir / "in.txt", "table");
+  cliResult r = tamble("run pick-files --file in.txt --file out.txt");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "notice: read in.txt, write out.txt\n");
+  r = tamble("run pick-files --file in.txt");
+  EXPECT_EQ(r.err, "error: the command asks for a file (Save Table); give --file PATH\n");
+  r = tamble("run pick-files --file in.txt --file in.txt");
+  EXPECT_EQ(r.err, "error: 'in.txt' was read as input; input files are never written\n");
+  EXPECT_EQ(readText(dir / "in.txt"), "table");
+}
+
+TEST_F(CliDialogs, ImageModelErrorsNameTheirSource) {
+  cliResult r = tamble("run fail");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err.rfind("error: stub failure (at ", 0), 0u) << r.err;
+  EXPECT_EQ(sourceFile(r.err), "tests/apps/stubPlugin.cpp") << r.err;
+  r = script("new a 2 2\nrun fail\nnew b 2 2\n");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err.rfind("error: stdin:2: stub failure (at tests/apps/stubPlugin.cpp:", 0), 0u)
+      << r.err;
+  r = tamble("run never");
+  EXPECT_EQ(r.err, "error: 'Never' is not available: never\n");
+}
+
+class CliDescribe : public cliTest {};
+
+TEST_F(CliDescribe, ShowsTheRowAndTheDialogWithStoredValues) {
+  useStub();
+  writeText(dir / "store.ini", "[StubScale]\nm_factor=1,5\n");
+  const std::string before = readText(dir / "store.ini");
+  const cliResult r = tamble("describe scale-values");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "scale-values  \"Scale Values...\"\n"
+            "  group:     Stub\n"
+            "  tooltip:   Tooltip of Scale Values...\n"
+            "  help:      stub.chm::/html/stub.htm\n"
+            "  available: no (image_is_present)\n"
+            "  dialog:    Scale Values\n"
+            "               m_factor=1.5  (float, 0.5 - 8)  Factor\n"
+            "               m_steps=1  (int, 1 - 4)  Steps\n");
+  EXPECT_EQ(readText(dir / "store.ini"), before);  // Cancel saves nothing
+}
+
+TEST_F(CliDescribe, AGuardShowsItsNoticeInsteadOfTheDialog) {
+  useStub();
+  const cliResult r = script("new a 1 1\ndescribe scale-values\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto out = lines(r.out);
+  ASSERT_GE(out.size(), 2u);
+  EXPECT_EQ(out[out.size() - 2], "  notice:    Image Too Small");
+  EXPECT_EQ(out.back(), "  asks:      nothing before the notice above (it stopped there)");
+}
+
+// Describing runs the command in a child process: "UnDo" examined there
+// leaves this session's snapshot and values alone.
+TEST_F(CliDescribe, LeavesTheSessionAsItWas) {
+  const cliResult r = script(
+      "new a 2 2 fill=4\nrun x-to-m\nrun x-minus-m\ndescribe edit/undo\nvalue a 0 0\n"
+      "run edit/undo\nvalue a 0 0\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto out = lines(r.out);
+  ASSERT_EQ(out.size(), 8u) << r.out;
+  EXPECT_EQ(out[0], "edit/undo  \"UnDo\"");
+  EXPECT_EQ(out[4], "  available: yes");
+  EXPECT_EQ(out[5], "  asks:      nothing");
+  EXPECT_EQ(out[6], "field=0 bkgr=0 ROI=1");
+  EXPECT_EQ(out[7], "field=4 bkgr=0 ROI=1");
+}
+
+}  // namespace

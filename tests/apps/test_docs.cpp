@@ -1,0 +1,114 @@
+// The documentation's examples and the demonstration script, run as a user
+// would run them, so that neither can drift from what the program does.
+#include <cmath>
+
+#include "api/image.h"
+#include "host/platform.h"
+#include "tests/apps/cliHarness.h"
+
+namespace {
+
+using tamble::testing::cliTest;
+using tamble::testing::lines;
+using tamble::testing::readText;
+using tamble::testing::writeText;
+
+// A command of a `tamble-example` block and what it prints.
+struct example {
+  int line = 0;  // in the document
+  std::string command;
+  std::vector<std::string> expected;
+};
+
+// "$ " starts a command, "> " continues it, any other line is output.
+std::vector<std::vector<example>> exampleBlocks(const std::string& document) {
+  std::vector<std::vector<example>> blocks;
+  bool inside = false;
+  int number = 0;
+  for (const std::string& line : lines(document)) {
+    ++number;
+    if (!inside) {
+      inside = line == "```tamble-example";
+      if (inside) blocks.emplace_back();
+    } else if (line == "```") {
+      inside = false;
+    } else if (line.rfind("$ ", 0) == 0) {
+      blocks.back().push_back({number, line.substr(2), {}});
+    } else if (line.rfind("> ", 0) == 0 && !blocks.back().empty()) {
+      blocks.back().back().command += "\n" + line.substr(2);
+    } else if (!blocks.back().empty()) {
+      blocks.back().back().expected.push_back(line);
+    }
+  }
+  return blocks;
+}
+
+// Runs of blanks count as one: the table's padding follows its widest row.
+std::string squeezed(const std::string& line) {
+  std::string out;
+  for (char c : line)
+    if (c != ' ' || (!out.empty() && out.back() != ' ')) out += c;
+  while (!out.empty() && out.back() == ' ') out.pop_back();
+  return out;
+}
+
+bool failureShown(const std::vector<std::string>& expected) {
+  for (const std::string& line : expected)
+    if (line.rfind("error: ", 0) == 0) return true;
+  return false;
+}
+
+class CliDocs : public cliTest {
+ protected:
+  // The built program first on PATH; no store, log or plug-in of the user's.
+  void runBlock(const std::vector<example>& block) {
+    const std::string folder = std::filesystem::path(TAMBLE_EXE).parent_path().string();
+    for (const example& e : block) {
+      writeText(dir / "example.sh", "PATH='" + folder + "':$PATH\nexport TAMBLE_STORE='" +
+                                        (dir / "store.ini").string() +
+                                        "'\nunset TAMBLE_PLUGIN TAMBLE_LOG\n" + e.command + "\n");
+      const std::string command = "cd '" + dir.string() + "' && sh example.sh >output.txt 2>&1";
+      const int status = std::system(command.c_str());
+      std::vector<std::string> got, want;
+      for (const std::string& line : lines(readText(dir / "output.txt")))
+        got.push_back(squeezed(line));
+      for (const std::string& line : e.expected) want.push_back(squeezed(line));
+      EXPECT_EQ(got, want) << "docs/cli.md:" << e.line << ": " << e.command;
+      EXPECT_EQ(status != 0, failureShown(e.expected))
+          << "docs/cli.md:" << e.line << ": exit " << status << ": " << e.command;
+    }
+  }
+};
+
+TEST_F(CliDocs, ExamplesOfTheCommandLineGuidePrintWhatTheyShow) {
+  const auto blocks = exampleBlocks(readText(TAMBLE_SOURCE_DIR "/docs/cli.md"));
+  ASSERT_GE(blocks.size(), 10u);
+  for (const auto& block : blocks) {
+    ASSERT_FALSE(block.empty());
+    runBlock(block);
+    std::filesystem::remove_all(dir);  // every block starts in an empty folder
+    std::filesystem::create_directory(dir);
+  }
+}
+
+// wind_on is 1500 less a bell of 1000 (sigma 32) centred on (127.5, 95.5):
+// at the corner the bell is 1000 exp(-(127.5^2 + 95.5^2) / 2048), about
+// 0.004; at (128, 96) it is 1000 exp(-0.5 / 2048). The ratio is 1000 / wind_on.
+TEST_F(CliDocs, DemonstrationWritesTheRatioOfTheTwoFrames) {
+  const auto r = tamble("script '" TAMBLE_SOURCE_DIR "/examples/demo.tamble'");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const double corner = 1500 - 1000 * std::exp(-(127.5 * 127.5 + 95.5 * 95.5) / 2048);
+  const double middle = 1500 - 1000 * std::exp(-0.5 / 2048);
+  const auto ratio = read_image((dir / "ratio.imp").string());
+  ASSERT_EQ(ratio->width(), 256);
+  ASSERT_EQ(ratio->height(), 192);
+  EXPECT_NEAR(ratio->field()(0, 0), 1000 / corner, 1e-6);
+  EXPECT_NEAR(ratio->field()(128, 96), 1000 / middle, 1e-6);
+  EXPECT_FALSE(ratio->bkgr()(128, 96));
+  // "UnDo" took back the M -> X that overwrote wind_on.
+  const auto windOn = read_image((dir / "wind_on.tif").string());
+  EXPECT_NEAR(windOn->field()(0, 0), corner, 1e-3);
+  EXPECT_EQ(readText(dir / "ratio.png").substr(1, 3), "PNG");
+}
+
+}  // namespace
