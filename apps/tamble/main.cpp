@@ -2,6 +2,7 @@
 // arguments or from a script, with the plug-in loaded as any host loads it.
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <filesystem>
 
 #include "api/errors.h"
 #include "api/log.h"
@@ -28,17 +29,30 @@ void addGlobalOptions(CLI::App& app, globalOptions& g) {
                  "parameter store file (default: $TAMBLE_STORE, else "
                  "~/.config/tamble/store.ini)")
       ->type_name("FILE");
-  app.add_option("--log", g.log, "log file (default: $TAMBLE_LOG, else none)")->type_name("FILE");
+  app.add_option("--log", g.log,
+                 "log file (default: $TAMBLE_LOG, else tamble.log beside the store)")
+      ->type_name("FILE");
   app.add_option("--unanswered", g.unanswered, "answer to yes/no questions no --answer gave")
       ->check(CLI::IsMember({"error", "yes", "no"}));
 }
 
+// $TAMBLE_LOG (empty: no log), else tamble.log in the store's folder when that
+// folder exists.
+std::string defaultLogPath() {
+  if (const char* fromEnv = std::getenv("TAMBLE_LOG")) return fromEnv;
+  const std::filesystem::path store = tamble::storePath();
+  if (store.empty() || !std::filesystem::is_directory(store.parent_path())) return {};
+  return (store.parent_path() / "tamble.log").string();
+}
+
 void configure(const globalOptions& g, session& s) {
   if (!g.store.empty()) tamble::useStore(g.store);
-  std::string log = g.log;
-  if (const char* fromEnv = std::getenv("TAMBLE_LOG"); log.empty() && fromEnv) log = fromEnv;
-  if (!log.empty() && !zel::log_sink().setFile(log, false))
-    throw stepError("cannot open the log file '" + log + "'");
+  if (!g.log.empty()) {
+    if (!zel::log_sink().setFile(g.log, false))
+      throw stepError("cannot open the log file '" + g.log + "'");
+  } else {
+    zel::log_sink().setFile(defaultLogPath(), false);  // best effort: no log if it cannot open
+  }
   s.ui.policy = g.unanswered == "yes"  ? unansweredPolicy::yes
                 : g.unanswered == "no" ? unansweredPolicy::no
                                        : unansweredPolicy::error;
