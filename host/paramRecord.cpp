@@ -241,7 +241,7 @@ std::optional<std::string> checkRecord(const paramRecord& record) {
   const auto& fields = record.fields();
   for (std::size_t i = 0; i < fields.size(); ++i)
     if (auto text = complaint(fields[i], record.value(i))) return text;
-  return std::nullopt;
+  return record.ownCheck();
 }
 
 void saveRecord(const paramRecord& record) {
@@ -268,6 +268,7 @@ std::optional<std::string> assignParam(paramRecord& record, const std::string& k
   double value = 0;
   if (auto error = typedValue(record.fields()[*field], key, text, value)) return error;
   record.setValue(*field, value);
+  record.edited(*field);
   return std::nullopt;
 }
 

@@ -5,6 +5,7 @@
 // key=value parsing and its usage text are all generated from it.
 #pragma once
 
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -60,6 +61,10 @@ class paramRecord {
   // Values travel as double, which holds every int and float exactly.
   virtual double value(std::size_t field) const = 0;
   virtual void setValue(std::size_t field, double v) = 0;
+  // After the user changed a field: a dialog keeps dependent fields in step.
+  virtual void edited(std::size_t /*field*/) {}
+  // The dialog's own check on OK, after the ranges: a complaint keeps it open.
+  virtual std::optional<std::string> ownCheck() const { return std::nullopt; }
 };
 
 // The descriptor of a dialog class T, declared once beside it.
@@ -74,6 +79,16 @@ struct recordDescriptor {
   std::string section;
   std::string title;
   std::vector<field> fieldList;
+  // Optional: keeps dependent fields in step after `key` changed.
+  std::function<void(T&, const std::string& key)> onEdit;
+  // Optional: the dialog's own check on OK.
+  std::function<std::optional<std::string>(const T&)> okCheck;
+
+  recordDescriptor(std::string cls, std::string sec, std::string ttl, std::vector<field> fields)
+      : className(std::move(cls)),
+        section(std::move(sec)),
+        title(std::move(ttl)),
+        fieldList(std::move(fields)) {}
 
   std::vector<paramInfo> infos() const {
     std::vector<paramInfo> out;
@@ -111,6 +126,13 @@ class boundRecord : public paramRecord {
         desc.fieldList[i].where);
   }
 
+  void edited(std::size_t i) override {
+    if (desc.onEdit) desc.onEdit(object, desc.fieldList[i].info.key);
+  }
+  std::optional<std::string> ownCheck() const override {
+    return desc.okCheck ? desc.okCheck(object) : std::nullopt;
+  }
+
  private:
   const recordDescriptor<T>& desc;
   T& object;
@@ -122,8 +144,9 @@ void resetRecord(paramRecord& record);
 // For each stored key in order: the store's value, with the present value as
 // the default (a missing or unreadable value keeps the present one).
 void loadRecord(paramRecord& record);
-// The range check of OK: the complaint for the first value out of range,
-// naming its caption and the range, or nothing when all pass.
+// The check of OK: the complaint for the first value out of range, naming
+// its caption and the range, then the dialog's own check; nothing when all
+// pass.
 std::optional<std::string> checkRecord(const paramRecord& record);
 // For each stored key in order: writes the value to the store.
 void saveRecord(const paramRecord& record);

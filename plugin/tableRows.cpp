@@ -2,6 +2,7 @@
 #include "plugin/availability.h"
 #include "plugin/commandTable.h"
 #include "plugin/frame.h"
+#include "plugin/geometryCommands.h"
 #include "plugin/memoryCell.h"
 
 namespace tamble {
@@ -61,21 +62,21 @@ const tableRow rows[] = {
         image_is_present, "edit2d.chm::/html/edit_invert.htm"),
     separator("Edit"),
     row("Edit", "Flip/Rotate...", "Flips, Rotates Image (+-90 degrees only for Square Images)",
-        image_is_present, "edit2d.chm::/html/edit_flip.htm"),
+        image_is_present, "edit2d.chm::/html/edit_flip.htm", FlipRotateCommand),
     row("Edit", "Scale,Rotate,Shift...",
         "Scales, Rotates and Shifts Image Sequentially Using Specified Values", image_is_present,
-        "edit2d.chm::/html/edit_scrotsh.htm"),
+        "edit2d.chm::/html/edit_scrotsh.htm", ScaleRotateShiftCommand),
     row("Edit", "Scale,Rotate Relative...",
         "Scales, Shifts and Rotates Image Sequentially Using Origin and Target Points",
-        image_is_present, "edit2d.chm::/html/edit_scshrot.htm"),
+        image_is_present, "edit2d.chm::/html/edit_scshrot.htm", ScaleRotateRelativeCommand),
     row("Edit", "Image Resize...", "Resizes Image According to Defined Dimensions",
-        image_is_present, "edit2d.chm::/html/edit_resize.htm"),
+        image_is_present, "edit2d.chm::/html/edit_resize.htm", ImageResizeCommand),
     row("Edit", "Image Trim/Lengthen...",
         "Trims/Lengthens Image (Canvas) According to Defined Dimensions", image_is_present,
-        "edit2d.chm::/html/edit_crop.htm"),
+        "edit2d.chm::/html/edit_crop.htm", ImageCropCommand),
     separator("Edit"),
     row("Edit", "Zoom ROI", "Zoom ROI Using BiCubic Damped Interpolation", image_is_present,
-        "edit2d.chm::/html/edit_zoom_ROI.htm"),
+        "edit2d.chm::/html/edit_zoom_ROI.htm", ZoomROICommand),
     row("Edit", "Flood ROI...", "Flood ROI with User Defined Value", image_is_present,
         "edit2d.chm::/html/edit_flood.htm"),
     row("Edit", "Fill Up...", "Fills Specified Regions by Border Dependent Values",
@@ -132,7 +133,7 @@ const tableRow rows[] = {
     row("Transform", "ROI Maximum Subpixel coordinates",
         "Performs Increasing Accuracy of Any ROI Group With Local Maximum Peak Position "
         "Determination",
-        image_is_present, "transform.chm::/html/transform_interp_maxima.htm"),
+        image_is_present, "transform.chm::/html/transform_interp_maxima.htm", ROIMaximumCommand),
     row("Transform", "Shift Only Image Alignment...",
         "Performs Alignment of Images Using Cross-Correlation Based Shift", image_is_present,
         "transform.chm::/html/transform_image_shift.htm"),

@@ -73,8 +73,9 @@ TEST(CommandTable, BuiltTableOffersTheRowsWithHandlers) {
     ASSERT_NE(c.simulator, nullptr) << c.label;
     EXPECT_EQ(c.helpTopic.rfind(c.helpFile + "::", 0), 0u) << c.label;
   }
-  // The memory cell (11), both UnDo rows, the ROI and markers buffers (4).
-  EXPECT_EQ(commands, 17);
+  // The memory cell (11), both UnDo rows, the ROI and markers buffers (4),
+  // the geometric commands (7).
+  EXPECT_EQ(commands, 24);
   // No two separators in a row within a group, and none opens an empty group.
   for (std::size_t i = 1; i < info->commands.size(); ++i)
     EXPECT_FALSE(info->commands[i].isSeparator() && info->commands[i - 1].isSeparator() &&
