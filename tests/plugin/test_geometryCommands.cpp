@@ -57,19 +57,23 @@ TEST_F(GeometryCommands, QuarterTurnOfANonSquareImageStopsAfterTheSnapshot) {
 }
 
 TEST_F(GeometryCommands, ResizeKeepsTheImagesIdentity) {
-  zel::image& img = add(20, 10);
+  zel::image& img = add(40, 20);
   params({{"x_percent", "50"}, {"m_int", "0"}});
   ImageResizeCommand(list);
-  EXPECT_EQ(img.width(), 10);
-  EXPECT_EQ(img.height(), 5);
+  EXPECT_EQ(img.width(), 20);
+  EXPECT_EQ(img.height(), 10);
+  EXPECT_EQ(img.field()(3, 2), 6.0f + 40.0f);  // nearest: source (6, 4)
   EXPECT_EQ(img.fieldName(), "ramp");
   EXPECT_EQ(img.fileInfo.name, "ramp.tif");
   EXPECT_TRUE(user.ui.notices.empty());  // the timing is not shown
   // The next opening starts again at 100 percent of the present size.
   params({});
   ImageResizeCommand(list);
-  EXPECT_EQ(img.width(), 10);
-  EXPECT_EQ(img.height(), 5);
+  EXPECT_EQ(img.width(), 20);
+  // Ten pixels is the smallest size the dialog takes.
+  params({{"y_pixels", "9"}});
+  ImageResizeCommand(list);
+  EXPECT_EQ(img.height(), 10);
 }
 
 TEST_F(GeometryCommands, TrimLengthensWithTheAnchor) {

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "geometry/transforms.h"
+#include "tests/support/scriptedUi.h"
+
+namespace {
+
+using search = void (*)(const tamble::fieldStore&, int, int, double&, double&);
+
+// A round bump of height 1 and width 2 pixels centred at (cx, cy).
+tamble::fieldStore bump(int w, int h, double cx, double cy) {
+  tamble::fieldStore f(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const double r2 = (x - cx) * (x - cx) + (y - cy) * (y - cy);
+      f(x, y) = static_cast<float>(std::exp(-r2 / 8.0));
+    }
+  return f;
+}
+
+long count(const std::vector<std::string>& notices, const std::string& text) {
+  return std::count(notices.begin(), notices.end(), text);
+}
+
+TEST(Subpixel, FindsTheCentreOfASmoothBump) {
+  const tamble::fieldStore f = bump(24, 24, 10.3, 12.7);
+  // Grid steps 0.05 and 0.02; the rest of the tolerance is the spline's.
+  const std::pair<search, double> searches[] = {{tamble::BiCubic40, 0.03},
+                                                {tamble::BiCubic100, 0.02}};
+  for (const auto& [find, tolerance] : searches) {
+    tamble::testing::installedUi ui;
+    double x = 0, y = 0;
+    find(f, 10, 13, x, y);
+    EXPECT_NEAR(x, 10.3, tolerance);
+    EXPECT_NEAR(y, 12.7, tolerance);
+    EXPECT_TRUE(ui.ui.notices.empty());
+  }
+}
+
+// A flat surface ties everywhere; only a strictly higher mean moves the result.
+TEST(Subpixel, FlatFieldKeepsTheFirstPosition) {
+  tamble::fieldStore f(12, 12);
+  f.fill(3.0f);
+  for (search find : {tamble::BiCubic40, tamble::BiCubic100}) {
+    double x = 0, y = 0;
+    find(f, 6, 5, x, y);
+    EXPECT_EQ(x, 5.0);
+    EXPECT_EQ(y, 4.0);
+  }
+}
+
+// A peak in the corner (0, 15) of 16 by 16. Per row of n samples, the first
+// (fx = -1) has three block columns off the image, the last (fx = +1) one and
+// the others two: 2n. Per column, the first half (fy in [14, 15)) has one
+// block row off, the second half two and the last (fy = 16) three.
+TEST(Subpixel, PeakInCornerReportsEveryBlockRowAndColumnOffTheImage) {
+  const tamble::fieldStore f = bump(16, 16, 0.2, 14.8);
+  const struct {
+    search find;
+    std::string stem;
+    long n;
+  } cases[] = {{tamble::BiCubic40, "BiCubic40 : ", 41}, {tamble::BiCubic100, "BiCubic100 : ", 101}};
+  for (const auto& c : cases) {
+    tamble::testing::installedUi ui;
+    double x = 99, y = 99;
+    c.find(f, 0, 15, x, y);
+    const long columns = c.n * 2 * c.n, rows = c.n * (3 * (c.n - 1) / 2 + 3);
+    EXPECT_EQ(count(ui.ui.notices, c.stem + "index ii out of range"), columns);
+    EXPECT_EQ(count(ui.ui.notices, c.stem + "index jj out of range"), rows);
+    EXPECT_EQ(ui.ui.notices.size(), static_cast<std::size_t>(columns + rows));
+    EXPECT_TRUE(x >= -1 && x <= 1 && y >= 14 && y <= 16) << x << "," << y;
+  }
+}
+
+}  // namespace
