@@ -16,8 +16,28 @@ struct polynomialState {
 
 polynomialState& polynomialMap();
 
-// The polynomial of `order` terms with coefficients `c` at (x, y).
+// The polynomial of `order` terms with coefficients `c` at (x, y), summed
+// from the left in the coefficient order (order 0 is 0, order 1 is c[0]).
+// Any other order raises zel::AlgoError.
 double evaluatePolynomial(const double (&c)[10], int order, double x, double y);
+
+// True for the orders a map can have: 0, 1, 3, 6 and 10.
+bool isPolynomialOrder(int order);
+
+// Where a map carries the point (x, y): `cx` gives the new x, `cy` the new y.
+// Orders 3, 6 and 10 are the polynomials themselves; order 1 shifts the point
+// by the constant terms and order 0 leaves it where it is, as the alignment
+// defines them. Any other order raises zel::AlgoError.
+struct mappedPoint {
+  double x = 0.0;
+  double y = 0.0;
+};
+mappedPoint mapPoint(const double (&cx)[10], const double (&cy)[10], int order, double x, double y);
+
+// mapPoint for the n points (x0 + i, y) into xs[i], ys[i], with the same
+// arithmetic: one call per image row keeps the order's dispatch off the pixels.
+void mapRow(const double (&cx)[10], const double (&cy)[10], int order, int x0, int n, double y,
+            double* xs, double* ys);
 
 // Sets an affine map (order 3; the higher coefficients cleared) from the
 // output-to-source coefficients, and its inverse.

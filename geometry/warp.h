@@ -1,6 +1,15 @@
 // The two resampling engines: they rewrite an image in place through the
 // process-wide polynomial map (output position to source position) and move
 // the markers by its inverse.
+//
+// Both read the map with its order (0 and 1 keep the identity part, see
+// mapPoint). An output pixel whose source lies off the image gets value 0 and
+// bkgr set; its ROI is cleared only if the source ROI had a hole somewhere.
+// The layers are replaced only when every output pixel is done, and the
+// result is the same, bit for bit, with any number of threads. An unknown
+// kind or map order raises zel::AlgoError, layers of different sizes
+// zel::DimError; nothing has changed then. There are no zones yet: `zones`
+// true works exactly as false.
 #pragma once
 
 #include "api/arrayWorks.h"
@@ -8,11 +17,20 @@
 
 namespace tamble {
 
-// Bilinear resampling with its own mask rules.
+// Bilinear resampling with its own mask rules. The source (fx, fy) counts as
+// inside when (trunc(fx), trunc(fy)) lies in the image, so fx in (-1, 0)
+// extrapolates from column 0. bkgr and ROI come from (ix+1, iy), (ix, iy+1)
+// and (ix+1, iy+1) as far as the case uses them, never from (ix, iy) itself;
+// the last column interpolates along y only, the last row along x only.
 void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                     zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones);
 
-// Kind 0 nearest neighbour, 1 bilinear, 2 damped bicubic spline.
+// Kind 0 nearest neighbour, 1 bilinear, 2 damped bicubic spline. The source
+// counts as inside when the nearest pixel (trunc(fx + 0.5), trunc(fy + 0.5))
+// lies in the image: fx in (-1.5, W - 0.5), likewise fy; bkgr and ROI are
+// that pixel's. Kinds 1 and 2 read the image extended by its edge pixels.
+// Bilinear sums (here and in WarpBilinearMS) are f64, as the fractions are,
+// narrowed once; kind 2 is f32 throughout, its fractions narrowed to f32.
 void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                 zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones, int kind);
 
