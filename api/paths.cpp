@@ -1,12 +1,16 @@
 #include "paths.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "log.h"
 
@@ -85,6 +89,52 @@ bool make_folder(const std::string& path) {
   std::error_code ec;
   fs::create_directories(folder, ec);
   return ::chdir(folder.c_str()) == 0;
+}
+
+std::string temporary_name(const std::string& path) {
+  const fs::path target(path);
+  const std::size_t thread = std::hash<std::thread::id>{}(std::this_thread::get_id());
+  std::string name = "." + target.filename().string() + ".tmp" + std::to_string(::getpid()) + "_" +
+                     std::to_string(thread % 1000000);
+  return (target.parent_path() / name).string();
+}
+
+void discard_temporary(const std::string& temporary) {
+  std::error_code ec;
+  fs::remove(temporary, ec);
+}
+
+std::string commit_temporary(const std::string& temporary, const std::string& path) {
+  struct stat old {};
+  if (::stat(path.c_str(), &old) == 0) ::chmod(temporary.c_str(), old.st_mode & 07777);
+  if (std::rename(temporary.c_str(), path.c_str()) == 0) return {};
+  const int err = errno;
+  discard_temporary(temporary);
+  return std::strerror(err);
+}
+
+std::string write_atomically(const std::string& path,
+                             const std::function<bool(std::FILE*)>& write) {
+  const std::string temporary = temporary_name(path);
+  std::FILE* out = std::fopen(temporary.c_str(), "wb");
+  if (!out) return std::strerror(errno);
+  bool ok = false;
+  errno = 0;
+  try {
+    ok = write(out);
+  } catch (...) {
+    std::fclose(out);
+    discard_temporary(temporary);
+    throw;
+  }
+  ok = ok && std::fflush(out) == 0 && ::fsync(fileno(out)) == 0;
+  const int err = errno;
+  if (std::fclose(out) != 0) ok = false;
+  if (!ok) {
+    discard_temporary(temporary);
+    return err ? std::strerror(err) : "write failed";
+  }
+  return commit_temporary(temporary, path);
 }
 
 }  // namespace zel

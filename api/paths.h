@@ -3,6 +3,8 @@
 // from other systems.
 #pragma once
 
+#include <cstdio>
+#include <functional>
 #include <string>
 
 namespace zel {
@@ -24,5 +26,22 @@ std::string resolve_path(const std::string& name, const std::string& alternate =
 // Changes to the folder, creating it first if it is not there. False if it
 // can be neither entered nor created.
 bool make_folder(const std::string& path);
+
+// Every file is written to a temporary name in the same folder and renamed
+// into place, so that a failure never leaves half a file and never destroys
+// the previous version. These report failures as text rather than raising,
+// so that each writer raises the error its callers expect.
+
+// ".<name>.tmp<pid>_<thread>" beside `path`: two writers never share one.
+std::string temporary_name(const std::string& path);
+// Renames a finished temporary file to `path`; a file it replaces keeps its
+// permissions. Answers empty, or what went wrong (the temporary is removed).
+std::string commit_temporary(const std::string& temporary, const std::string& path);
+void discard_temporary(const std::string& temporary);
+// Calls `write` with a stream on the temporary file; when it answers true and
+// the data reached the disk (fsync), renames the file into place. Answers
+// empty, or what went wrong, with `path` as it was. An exception from `write`
+// passes on after the temporary file is removed.
+std::string write_atomically(const std::string& path, const std::function<bool(std::FILE*)>& write);
 
 }  // namespace zel

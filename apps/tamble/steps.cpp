@@ -75,6 +75,29 @@ void definePixel(CLI::App& app, stepArgs& a) {
   app.add_option("y", a.y, "row")->required();
 }
 
+void defineMarkerFile(CLI::App& app, stepArgs& a) {
+  imageName(app, a);
+  app.add_option("file", a.file, ".mrk, .mpt, .inm or .apm (.mrk or .mpt to write)")->required();
+}
+
+void defineCameraShow(CLI::App& app, stepArgs& a) {
+  app.add_option("file", a.file, ".cam file")->required();
+}
+
+void defineCameraSave(CLI::App& app, stepArgs& a) {
+  defineCameraShow(app, a);
+  app.add_option("values", a.words, "key=value for the camera keys");
+}
+
+void defineConvert(CLI::App& app, stepArgs& a) {
+  app.add_option("quantity", a.quantity, "length, pressure or temperature")
+      ->required()
+      ->check(CLI::IsMember({"length", "pressure", "temperature"}));
+  app.add_option("value", a.value, "the number")->required();
+  app.add_option("from", a.from, "its unit")->required();
+  app.add_option("to", a.to, "the unit wanted")->required();
+}
+
 const stepDef steps[] = {
     {"new", "make a test image", defineNew, newStep},
     {"open", "read images", defineOpen, openStep},
@@ -90,6 +113,12 @@ const stepDef steps[] = {
     {"render", "draw an image to PNG", defineRender, renderStep},
     {"value", "print an image's layers at a pixel", definePixel, valueStep},
     {"mark", "add a marker to an image", definePixel, markStep},
+    {"markers", "list an image's markers", defineNameOnly, markersStep},
+    {"load-markers", "read an image's markers from a file", defineMarkerFile, loadMarkersStep},
+    {"save-markers", "write an image's markers to a file", defineMarkerFile, saveMarkersStep},
+    {"camera-show", "print a camera file's keys", defineCameraShow, cameraShowStep},
+    {"camera-save", "write a camera file", defineCameraSave, cameraSaveStep},
+    {"convert", "convert a length, pressure or temperature", defineConvert, convertStep},
 };
 
 }  // namespace

@@ -27,6 +27,10 @@ struct stepArgs {
   std::vector<std::string> images;
   std::vector<std::string> files;
   std::vector<std::string> answers;
+  std::string quantity;  // convert: length, pressure or temperature
+  double value = 0.0;
+  std::string from;
+  std::string to;
 };
 
 // Adds every step as a subcommand of `app`, its arguments bound to `args`.
@@ -34,7 +38,7 @@ void addSteps(CLI::App& app, stepArgs& args);
 // Runs the step that `app` parsed; false when none of them was.
 bool runParsedStep(const CLI::App& app, const stepArgs& args, session& s);
 
-// The steps themselves, in imageSteps.cpp and commandSteps.cpp.
+// The steps themselves, in imageSteps.cpp, commandSteps.cpp and markerSteps.cpp.
 void newStep(session& s, const stepArgs& a);
 void openStep(session& s, const stepArgs& a);
 void selectStep(session& s, const stepArgs& a);
@@ -49,6 +53,12 @@ void commandsStep(session& s, const stepArgs& a);
 void describeStep(session& s, const stepArgs& a);
 void runStep(session& s, const stepArgs& a);
 void undoStep(session& s, const stepArgs& a);
+void loadMarkersStep(session& s, const stepArgs& a);
+void saveMarkersStep(session& s, const stepArgs& a);
+void markersStep(session& s, const stepArgs& a);
+void cameraShowStep(session& s, const stepArgs& a);
+void cameraSaveStep(session& s, const stepArgs& a);
+void convertStep(session& s, const stepArgs& a);
 
 // "NAME=VALUE" split at its first '='; a usage error without one.
 std::pair<std::string, std::string> splitPair(const std::string& word, const char* form);

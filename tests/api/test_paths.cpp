@@ -5,6 +5,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -132,6 +133,35 @@ TEST_F(PathsInFolder, MakeFolderEntersAndCreates) {
   std::ofstream(file) << "x";
   EXPECT_FALSE(zel::make_folder((file / "sub").string()));
   EXPECT_TRUE(fs::equivalent(fs::current_path(), made));
+}
+
+// Whole or not at all: the old file stays on every failure, and no
+// temporary file is left behind.
+TEST_F(PathsInFolder, AtomicWritesReplaceWholeOrNotAtAll) {
+  const std::string file = (root / "data.txt").string();
+  const auto writing = [](const char* text) {
+    return [text](std::FILE* out) { return std::fputs(text, out) >= 0; };
+  };
+  const auto content = [&] {
+    std::ifstream in(file);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  EXPECT_EQ(zel::write_atomically(file, writing("one")), "");
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(zel::write_atomically(file, writing("two")), "");
+  EXPECT_EQ(content(), "two");
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+
+  EXPECT_EQ(zel::write_atomically(file, [](std::FILE*) { return false; }), "write failed");
+  EXPECT_THROW(zel::write_atomically(file, [](std::FILE*) -> bool { throw 7; }), int);
+  EXPECT_NE(zel::write_atomically((root / "no" / "x").string(), writing("x")), "");
+  EXPECT_EQ(content(), "two");
+  EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 1);
+  const std::string temporary = zel::temporary_name(file);
+  EXPECT_EQ(fs::path(temporary).parent_path(), root);
+  EXPECT_EQ(fs::path(temporary).filename().string().rfind(
+                ".data.txt.tmp" + std::to_string(::getpid()) + "_", 0),
+            0u);
 }
 
 }  // namespace

@@ -1,0 +1,163 @@
+// The steps on marker files, camera files and units.
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "api/camera.h"
+#include "api/errors.h"
+#include "api/markerFiles.h"
+#include "api/paths.h"
+#include "apps/tamble/failure.h"
+#include "apps/tamble/output.h"
+#include "apps/tamble/session.h"
+#include "apps/tamble/steps.h"
+
+namespace tamble::cli {
+namespace {
+
+// The image model's dispatch does nothing for an extension it does not know
+// (upper case included); here that is a mistake worth saying.
+std::string markerKind(const std::string& file, bool reading) {
+  const std::string kind = zel::extension(file);
+  if (kind == "mrk" || kind == "mpt") return kind;
+  if (kind == "inm" || kind == "apm") {
+    if (reading) return kind;
+    throw usageError(file + ": markers are written as .mrk or .mpt, not ." + kind);
+  }
+  throw usageError(file + ": not a marker file; the extensions are " +
+                   (reading ? ".mrk, .mpt, .inm and .apm" : ".mrk and .mpt") + " (lower case)");
+}
+
+void requireFile(const std::string& file) {
+  std::error_code ec;
+  if (!std::filesystem::is_regular_file(file, ec)) throw stepError(file + ": file not found");
+}
+
+bool holdsUnitLine(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(in), {}};
+  return text.find("<LengthUnit>0/<LengthUnit>") != std::string::npos;
+}
+
+// The model's "File error!" says neither which file nor why.
+[[noreturn]] void markerFileError(const std::string& file, const zel::GenericError& e,
+                                  bool reading) {
+  std::string text = file + ": " + errorText(e);
+  if (reading && zel::extension(file) == "mrk" && holdsUnitLine(file))
+    text += "; a .mrk file with a length unit line is not well-formed XML and cannot be read";
+  throw stepError(text);
+}
+
+const zel::cameraKey& cameraKeyOf(const std::string& name) {
+  std::string known;
+  for (const zel::cameraKey& key : zel::camera_keys()) {
+    if (name == key.key) return key;
+    known += (known.empty() ? "" : ", ") + std::string(key.key);
+  }
+  throw usageError("unknown camera key '" + name + "'; the keys are " + known);
+}
+
+// Numbers as typed on the command line, whole ones for the pixel counts.
+void setCameraValue(zel::cameraFeatures& camera, const zel::cameraKey& key,
+                    const std::string& text) {
+  if (key.text) {
+    camera.*key.text = text;
+    return;
+  }
+  double value = 0.0;
+  if (!parseNumber(text, value)) throw usageError(key.key + (": '" + text + "' is not a number"));
+  if (key.real) {
+    camera.*key.real = value;
+    return;
+  }
+  if (value != std::floor(value) || std::fabs(value) > 2147483647.0)
+    throw usageError(key.key + (": '" + text + "' is not a whole number"));
+  camera.*key.whole = static_cast<int>(value);
+}
+
+double convertBy(const std::string& quantity, double value, const std::string& from,
+                 const std::string& to) {
+  if (quantity == "length") return zel::convert_length(value, from, to);
+  if (quantity == "pressure") return zel::convert_pressure(value, from, to);
+  return zel::convert_temperature(value, from, to);
+}
+
+}  // namespace
+
+// Read whole before the image changes, so that a failed read leaves it.
+void loadMarkersStep(session& s, const stepArgs& a) {
+  zel::image& img = s.image(a.name);
+  markerKind(a.file, true);
+  requireFile(a.file);
+  zel::markersArray read = img.markers;
+  try {
+    zel::load_markers(a.file, read, img.height());
+  } catch (const zel::GenericError& e) {
+    markerFileError(a.file, e, true);
+  }
+  s.inputs.add(a.file);
+  s.list.saveImage(&img, true, "load-markers " + a.file);
+  img.markers = std::move(read);
+}
+
+void saveMarkersStep(session& s, const stepArgs& a) {
+  const zel::image& img = s.image(a.name);
+  markerKind(a.file, false);
+  s.inputs.checkWritable(a.file);
+  if (img.markers.count() == 0) {
+    std::printf("note: '%s' has no markers; %s is not written\n", a.name.c_str(), a.file.c_str());
+    return;
+  }
+  try {
+    zel::save_markers(a.file, img.markers);
+  } catch (const zel::GenericError& e) {
+    markerFileError(a.file, e, false);
+  }
+}
+
+void markersStep(session& s, const stepArgs& a) {
+  const zel::markersArray& markers = s.image(a.name).markers;
+  std::printf("%d marker%s", markers.count(), markers.count() == 1 ? "" : "s");
+  if (!markers.functionName.empty()) std::printf(", f is %s", markers.functionName.c_str());
+  if (!markers.lengthUnit.empty()) std::printf(", lengths in %s", markers.lengthUnit.c_str());
+  std::printf("\n");
+  if (markers.count() > 0) std::printf("id  x  y  z  f  active\n");
+  for (const marker& m : markers.items)
+    std::printf("%d  %s  %s  %s  %s  %s\n", m.id, numberText(m.x).c_str(), numberText(m.y).c_str(),
+                numberText(m.z).c_str(), numberText(m.f).c_str(), m.active ? "yes" : "no");
+}
+
+void cameraShowStep(session& s, const stepArgs& a) {
+  requireFile(a.file);
+  zel::cameraFeatures camera;
+  zel::read_camera(a.file, camera);
+  s.inputs.add(a.file);
+  for (const zel::cameraKey& key : zel::camera_keys())
+    std::printf("%s=%s\n", key.key, zel::camera_text(camera, key).c_str());
+}
+
+// Keys not given keep what the file holds (or zero and empty for a new file).
+void cameraSaveStep(session& s, const stepArgs& a) {
+  zel::cameraFeatures camera;
+  std::error_code ec;
+  if (std::filesystem::exists(a.file, ec)) {
+    requireFile(a.file);
+    zel::read_camera(a.file, camera);
+  }
+  for (const std::string& word : a.words) {
+    const auto [key, text] = splitPair(word, "key=value");
+    setCameraValue(camera, cameraKeyOf(key), text);
+  }
+  s.inputs.checkWritable(a.file);
+  if (!zel::write_camera(a.file, camera))
+    throw stepError(a.file + ": the camera file cannot be written");
+}
+
+void convertStep(session&, const stepArgs& a) {
+  std::printf("%s\n", numberText(convertBy(a.quantity, a.value, a.from, a.to)).c_str());
+}
+
+}  // namespace tamble::cli

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "api/camera.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readText(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void writeText(const fs::path& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+// The values of tests/api/data/camera.cam.
+zel::cameraFeatures goldenCamera() {
+  zel::cameraFeatures c;
+  c.camera_ID = "C-17";
+  c.camera_name = "PCO edge 5.5";
+  c.default_length_unit = "mm";
+  c.focus = 25.5;
+  c.dx = c.dy = 0.0065;
+  c.ncx = c.nfx = 2560;
+  c.ncy = c.nfy = 2160;
+  c.cx = 1280.25;
+  c.cy = -1080.75;
+  c.a2 = 1e-5;
+  c.a4 = -2.5e-9;
+  c.flat_file = "flats/cam1.tif";
+  return c;
+}
+
+void expectSame(const zel::cameraFeatures& a, const zel::cameraFeatures& b) {
+  for (const zel::cameraKey& key : zel::camera_keys())
+    EXPECT_EQ(zel::camera_text(a, key), zel::camera_text(b, key)) << key.key;
+}
+
+class Camera : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "tamble-camera-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir = pattern;
+    file = (dir / "c.cam").string();
+  }
+  void TearDown() override { fs::remove_all(dir); }
+
+  fs::path dir;
+  std::string file;
+};
+
+TEST_F(Camera, WriterMatchesTheGoldenFileAndReadsBack) {
+  ASSERT_TRUE(zel::write_camera(file, goldenCamera()));
+  EXPECT_EQ(readText(file), readText(TAMBLE_TEST_DATA "/camera.cam"));
+  zel::cameraFeatures back;
+  zel::read_camera(file, back);
+  expectSame(back, goldenCamera());
+  EXPECT_EQ(back.a4, -2.5e-9);
+  EXPECT_EQ(back.ncy, 2160);
+}
+
+TEST_F(Camera, WriterKeepsTheRestOfAFile) {
+  writeText(file, "; lab camera\n[camera]\nfocus=1\nserial=42\n[other]\nx=1\n");
+  zel::cameraFeatures c;
+  c.focus = 0.1;  // 16 digits: 0.1, not 0.1000000000000000055
+  ASSERT_TRUE(zel::write_camera(file, c));
+  const std::string text = readText(file);
+  EXPECT_EQ(text.substr(0, 38), "; lab camera\n[camera]\nfocus=0.1\nserial");
+  EXPECT_NE(text.find("\n[other]\nx=1\n[head]\nversion=Tamble 1\n"), std::string::npos);
+  EXPECT_FALSE(zel::write_camera((dir / "no" / "c.cam").string(), c));
+  c.camera_name = "two\nlines";
+  EXPECT_FALSE(zel::write_camera((dir / "new.cam").string(), c));
+  EXPECT_FALSE(fs::exists(dir / "new.cam"));
+  EXPECT_EQ(readText(file), text);
+}
+
+TEST_F(Camera, MissingKeysKeepTheCallersValues) {
+  writeText(file,
+            "[camera]\nfocus=12,5\ncx=no keyhole\ncy=abc\nncx=2048.9\na2=-3e-4\n"
+            "camera_name=\n[head]\na4=7\n");
+  zel::cameraFeatures c = goldenCamera();
+  zel::read_camera(file, c);
+  EXPECT_EQ(c.focus, 12.5);   // decimal comma
+  EXPECT_EQ(c.cx, 1280.25);   // "no key..." counts as absent
+  EXPECT_EQ(c.cy, -1080.75);  // not a number
+  EXPECT_EQ(c.ncx, 2048);     // the stream takes the whole part
+  EXPECT_EQ(c.a2, -3e-4);
+  EXPECT_EQ(c.a4, -2.5e-9);        // in another section only
+  EXPECT_EQ(c.camera_name, "");    // present, and empty
+  EXPECT_EQ(c.camera_ID, "C-17");  // absent
+  EXPECT_EQ(c.flat_file, "flats/cam1.tif");
+}
+
+// A missing file reads every key as empty text: the texts empty, the numbers stay.
+TEST_F(Camera, MissingFileEmptiesTheTexts) {
+  zel::cameraFeatures c = goldenCamera();
+  zel::read_camera((dir / "none.cam").string(), c);
+  EXPECT_EQ(c.camera_ID, "");
+  EXPECT_EQ(c.flat_file, "");
+  EXPECT_EQ(c.focus, 25.5);
+  EXPECT_EQ(c.nfx, 2560);
+  zel::cameraFeatures d = goldenCamera();
+  zel::read_camera("", d);
+  expectSame(d, goldenCamera());
+  EXPECT_TRUE(zel::write_camera("", d));
+}
+
+TEST(Units, TablesAndCase) {
+  EXPECT_EQ(zel::convert_pressure(1.0, "bar", "atm"), 1.0);
+  EXPECT_EQ(zel::convert_pressure(2.0, "PSI", "pa"), 13789.52);
+  EXPECT_DOUBLE_EQ(zel::convert_pressure(760.0, "mm_hg", "Pa"), 101324.72);
+  EXPECT_DOUBLE_EQ(zel::convert_pressure(1.0, "kg/sm2", "mm_h2o"), 10000.0);
+  EXPECT_DOUBLE_EQ(zel::convert_pressure(1.0, "torr", "mm_hg"), 1.0);
+  EXPECT_EQ(zel::convert_length(1.0, "MM", "m"), 0.001);
+  EXPECT_DOUBLE_EQ(zel::convert_length(3.0, "km", "sm"), 300000.0);
+  EXPECT_DOUBLE_EQ(zel::convert_length(5.0, "dm", "mm"), 500.0);
+  EXPECT_EQ(zel::convert_temperature(0.0, "c", "k"), 273.16);
+  EXPECT_EQ(zel::convert_temperature(273.16, "K", "C"), 0.0);
+  // 32 F is 32 * 5/9 + 255.382222 K, that is 273.16 less 2/9 of a millionth.
+  EXPECT_NEAR(zel::convert_temperature(32.0, "f", "c"), -2e-6 / 9, 1e-12);
+  // "r" multiplies by 1.8: 10 R is 18 K.
+  EXPECT_DOUBLE_EQ(zel::convert_temperature(10.0, "r", "k"), 18.0);
+  EXPECT_DOUBLE_EQ(zel::convert_temperature(18.0, "k", "R"), 10.0);
+}
+
+TEST(Units, UnknownUnitsAreReportedAndCountAsOne) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_DOUBLE_EQ(zel::convert_length(2.0, "furlong", "mm"), 2000.0);
+  EXPECT_DOUBLE_EQ(zel::convert_length(2.0, "m", "Yard"), 2.0);
+  EXPECT_DOUBLE_EQ(zel::convert_pressure(3.0, "hPa", "pa"), 3.0);
+  EXPECT_DOUBLE_EQ(zel::convert_pressure(3.0, "bar", "mbar"), 300000.0);
+  EXPECT_DOUBLE_EQ(zel::convert_temperature(300.0, "x", "c"), 300.0 - 273.16);
+  EXPECT_DOUBLE_EQ(zel::convert_temperature(0.0, "c", "y"), 273.16);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "furlong: Incorrect length unit\n"
+            "Yard: Incorrect new length unit\n"
+            "hPa: Incorrect pressure unit\n"
+            "mbar: Incorrect new pressure unit\n"
+            "x: Incorrect temperature unit\n"
+            "y: Incorrect new temperature unit\n");
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+#include "api/errors.h"
+#include "api/iniFile.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readText(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void writeText(const fs::path& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+// The message of the zel error that `action` raises, with its type checked.
+template <class E>
+std::string failure(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const E& e) {
+    return e.message;
+  } catch (...) {
+    return "another exception";
+  }
+  return "no exception";
+}
+
+class IniFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "tamble-ini-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir = pattern;
+    file = (dir / "a.ini").string();
+  }
+  void TearDown() override { fs::remove_all(dir); }
+
+  fs::path dir;
+  std::string file;
+};
+
+TEST_F(IniFile, OpenFailuresSayWhy) {
+  zel::zel_ini_file ini;
+  EXPECT_EQ(failure<zel::FileError>([&] { ini.open("", false); }), "File Name is empty!");
+  EXPECT_EQ(failure<zel::FileError>([&] { ini.open(file, true); }),
+            "File doesn't exist! Cannot create file because the mode is read-only!");
+  EXPECT_FALSE(fs::exists(file));
+  EXPECT_EQ(failure<zel::FileError>([&] { ini.open(dir.string(), true); }),
+            "Can't open file for reading!");
+  EXPECT_EQ(failure<zel::FileError>([&] { ini.open((dir / "no" / "x.ini").string(), false); }),
+            "Can't open file for writing!");
+  EXPECT_FALSE(ini.isOpened());
+  // Not read-only: a missing file is created empty.
+  ini.open(file, false);
+  EXPECT_TRUE(ini.isOpened());
+  EXPECT_TRUE(fs::exists(file));
+  EXPECT_EQ(readText(file), "");
+}
+
+TEST_F(IniFile, LookupsCheckNamesThenOpenedThenReadOnly) {
+  zel::zel_ini_file closed;
+  EXPECT_EQ(failure<zel::AlgoError>([&] { closed.get("", ""); }), "Section's name is empty!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { closed.set("s", "", "v"); }), "Key's name is empty!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { closed.remove("s", "k"); }), "Ini-file wasn't opened!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { closed.save(); }), "Ini-file wasn't opened!");
+
+  writeText(file, "[s]\nk=1\n");
+  zel::zel_ini_file ro;
+  ro.open(file, true);
+  EXPECT_EQ(ro.get("s", "k"), "1");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { ro.set("s", "k", "2"); }), "Data is read-only!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { ro.remove("s", "k"); }), "Data is read-only!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { ro.save(); }), "Data is read-only!");
+
+  zel::zel_ini_file rw;
+  rw.open(file, false);
+  EXPECT_EQ(failure<zel::AlgoError>([&] { rw.remove("s", "K"); }),
+            "Cannot delete non-existent key!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { rw.set("s", "k", "a\nb"); }),
+            "Name or value cannot be stored in an ini-file!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { rw.set("s", "a=b", "c"); }),
+            "Name or value cannot be stored in an ini-file!");
+  EXPECT_EQ(failure<zel::AlgoError>([&] { rw.set("s]", "k", "c"); }),
+            "Name or value cannot be stored in an ini-file!");
+  EXPECT_EQ(readText(file), "[s]\nk=1\n");
+  fs::remove_all(dir);
+  EXPECT_EQ(failure<zel::FileError>([&] { rw.save(); }), "Can't open file for writing!");
+}
+
+TEST_F(IniFile, ParsingOfLines) {
+  writeText(file,
+            "top=ignored\n"
+            "; [s]\n"
+            "  [ s ]  trailing words\n"
+            "  key one =  value with = and ; inside  \n"
+            "\tk2\t=\n"
+            "=no key\n"
+            "[s\n"
+            "k3=first\n"
+            "[t]\n"
+            "k3=other section\n"
+            "[s]\n"
+            "k3=second\n"
+            "K3=upper\n");
+  zel::zel_ini_file ini;
+  ini.open(file, true);
+  EXPECT_EQ(ini.get("s", "key one"), "value with = and ; inside");
+  EXPECT_EQ(ini.get("s", "k2"), "");
+  EXPECT_EQ(ini.get("s", "k3"), "first");  // "[s" is no header; the first k3 counts
+  EXPECT_EQ(ini.get("t", "k3"), "other section");
+  EXPECT_EQ(ini.get("s", "K3"), "upper");
+  EXPECT_EQ(ini.get("S", "k3"), std::nullopt);
+  EXPECT_EQ(ini.get("s", "top"), std::nullopt);
+  EXPECT_EQ(ini.get("s", "; [s]"), std::nullopt);
+  EXPECT_EQ(ini.lines().size(), 13u);
+}
+
+TEST_F(IniFile, NamesAndValuesAreCutAt1023Characters) {
+  const std::string longKey(5000, 'k');
+  const std::string longValue(100000, 'v');
+  writeText(file, "[" + std::string(2000, 's') + "]\n" + longKey + "=" + longValue + "\n");
+  zel::zel_ini_file ini;
+  ini.open(file, false);
+  const std::string section(1023, 's');
+  const std::string key(1023, 'k');
+  EXPECT_EQ(ini.get(section, key), std::string(1023, 'v'));
+  // A rewrite keeps the lines it did not set as they were.
+  ini.set(section, "n", "1");
+  ini.save();
+  EXPECT_EQ(readText(file),
+            "[" + std::string(2000, 's') + "]\n" + longKey + "=" + longValue + "\nn=1\n");
+}
+
+TEST_F(IniFile, RewriteChangesOnlyWhatWasSet) {
+  writeText(file,
+            "; camera data\r\n"
+            "[a]\r\n"
+            "x = 1\r\n"
+            "y=2\r\n"
+            "\r\n"
+            "; about b\r\n"
+            "[b]\r\n"
+            "z=3\r\n");
+  zel::zel_ini_file ini;
+  ini.open(file, false);
+  ini.set("a", "x", "10");     // replaced in place
+  ini.set("a", "w", "new");    // after the last key of [a], before the blank line
+  ini.set("c", "v", "added");  // a new section at the end
+  ini.remove("b", "z");
+  ini.save();
+  EXPECT_EQ(readText(file),
+            "; camera data\r\n"
+            "[a]\r\n"
+            "x=10\r\n"
+            "y=2\r\n"
+            "w=new\r\n"
+            "\r\n"
+            "; about b\r\n"
+            "[b]\r\n"
+            "[c]\r\n"
+            "v=added\r\n");
+  EXPECT_EQ(ini.get("a", "w"), "new");
+  EXPECT_EQ(ini.get("b", "z"), std::nullopt);
+}
+
+// A line of a file with "\n" ends may still end in "\r": it is a blank, so
+// that the value reads the same after a rewrite.
+TEST_F(IniFile, CarriageReturnsAreBlanks) {
+  writeText(file, "[s]\nk=v\r\r\n[t]\r\n");
+  zel::zel_ini_file ini;
+  ini.open(file, false);
+  EXPECT_EQ(ini.get("s", "k"), "v");
+  EXPECT_EQ(ini.lines()[2].section, "t");
+  ini.set("s", "n", "1");
+  ini.save();
+  EXPECT_EQ(readText(file), "[s]\nk=v\r\nn=1\n[t]\n");
+  ini.open(file, true);
+  EXPECT_EQ(ini.get("s", "k"), "v");
+}
+
+TEST_F(IniFile, ReadAnswersDefaultOnlyForAnAbsentKey) {
+  writeText(file, "[s]\nk=v\n");
+  EXPECT_EQ(zel::ini_read(file, "s", "k", "d"), "v");
+  EXPECT_EQ(zel::ini_read(file, "s", "other", "d"), "d");
+  EXPECT_EQ(zel::ini_read(file, "", "k", "d"), "");
+  // A missing file reads as empty, not as the default, and is not created.
+  EXPECT_EQ(zel::ini_read((dir / "none.ini").string(), "s", "k", "no key"), "");
+  EXPECT_FALSE(fs::exists(dir / "none.ini"));
+  EXPECT_EQ(zel::ini_read(dir.string(), "s", "k", "no key"), "");
+}
+
+TEST_F(IniFile, WriteCreatesOrRewritesAndAnswersFalseOnFailure) {
+  EXPECT_TRUE(zel::ini_write(file, "sec", "key", "value"));
+  EXPECT_EQ(readText(file), "[sec]\nkey=value\n");
+  EXPECT_TRUE(zel::ini_write(file, "sec", "key", "other"));
+  EXPECT_TRUE(zel::ini_write(file, "sec", "second", "2"));
+  EXPECT_EQ(readText(file), "[sec]\nkey=other\nsecond=2\n");
+  EXPECT_FALSE(zel::ini_write(file, "sec", "", "x"));
+  EXPECT_FALSE(zel::ini_write((dir / "no" / "x.ini").string(), "s", "k", "v"));
+  EXPECT_FALSE(zel::ini_write(dir.string(), "s", "k", "v"));
+  EXPECT_EQ(readText(file), "[sec]\nkey=other\nsecond=2\n");
+}
+
+}  // namespace

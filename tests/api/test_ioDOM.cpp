@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+#include <xercesc/dom/DOMNode.hpp>
+
+#include "api/errors.h"
+#include "api/ioDOM.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class IoDom : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "tamble-dom-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir = pattern;
+  }
+  void TearDown() override { fs::remove_all(dir); }
+  std::string file(const std::string& name, const std::string& text) const {
+    const fs::path path = dir / name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path.string();
+  }
+
+  fs::path dir;
+  zel::ioDOM dom;
+  xercesc::DOMNode* root = nullptr;
+};
+
+TEST_F(IoDom, FindsTheRootInAnyCaseAndReadsChildren) {
+  const std::string path = file("a.xml",
+                                "<?xml version=\"1.0\"?>\n<!-- first -->\n<Markers>\n"
+                                "  <Unit>mm</Unit>\n  <UNIT>second</UNIT>\n"
+                                "  <Data id=\"b\" name=\"N\">7</Data>\n"
+                                "  <data id=\"a\">\n 1  2\t<![CDATA[3]]> <i>4</i>&#x35; </data>\n"
+                                "</Markers>\n");
+  dom.open(path, "MARKERS", root);
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(zel::ioDOM::nameOf(root), "Markers");
+  EXPECT_EQ(zel::ioDOM::childText(root, "unit"), "mm");
+  EXPECT_EQ(zel::ioDOM::childText(root, "data", "name"), "N");
+  EXPECT_EQ(zel::ioDOM::childText(root, "missing"), "");
+  std::vector<std::string> values{"stale"};
+  zel::ioDOM::valuesOf(root, "DATA", "a", values);
+  EXPECT_EQ(values, (std::vector<std::string>{"1", "2", "3", "45"}));
+  zel::ioDOM::valuesOf(root, "Data", "A", values);  // ids compare exactly
+  EXPECT_TRUE(values.empty());
+}
+
+TEST_F(IoDom, WithoutTheRootTheLastTopNodeStays) {
+  dom.open(file("b.xml", "<Other><Unit>x</Unit></Other><!-- last -->"), "Markers", root);
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(root->getNodeType(), xercesc::DOMNode::COMMENT_NODE);
+  EXPECT_EQ(zel::ioDOM::childText(root, "Unit"), "");
+}
+
+TEST_F(IoDom, BrokenFilesRaiseFileErrorAndAreReported) {
+  const std::string path = file("c.xml", "<a>\n<b></a>\n");
+  ::testing::internal::CaptureStderr();
+  try {
+    dom.open(path, "a", root);
+    FAIL() << "a file that is not well-formed was read";
+  } catch (const zel::FileError& e) {
+    EXPECT_STREQ(e.message, "File error!");
+  }
+  const std::string said = ::testing::internal::GetCapturedStderr();
+  const std::string head = "Fatal Error at file \"" + path + "\", line 2, column ";
+  EXPECT_EQ(said.substr(0, head.size()), head) << said;
+  EXPECT_NE(said.find("\n   Message: "), std::string::npos) << said;
+  EXPECT_THROW(dom.open((dir / "none.xml").string(), "a", root), zel::FileError);
+  EXPECT_THROW(dom.open(dir.string(), "a", root), zel::FileError);
+  EXPECT_THROW(dom.open(file("e.xml", ""), "a", root), zel::FileError);
+  // The parser is used again after failures.
+  dom.open(file("d.xml", "<a><b>ok</b></a>"), "a", root);
+  EXPECT_EQ(zel::ioDOM::childText(root, "b"), "ok");
+}
+
+// Nothing outside the file is read: a reference to an outside entity or DTD
+// fails the parse. And entities cannot grow without bound.
+TEST_F(IoDom, EntitiesStayInsideTheFile) {
+  const std::string secret = file("secret.txt", "SECRET");
+  const std::string dtd = file("a.dtd", "<!ELEMENT a (#PCDATA)>");
+  ::testing::internal::CaptureStderr();
+  EXPECT_THROW(dom.open(file("x.xml", "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ENTITY s SYSTEM \"" +
+                                          secret + "\">]><a>x&s;y</a>"),
+                        "a", root),
+               zel::FileError);
+  EXPECT_THROW(dom.open(file("y.xml", "<!DOCTYPE a SYSTEM \"" + dtd + "\"><a>x</a>"), "a", root),
+               zel::FileError);
+  std::string bomb = "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ENTITY e0 \"ha\">";
+  for (int i = 1; i < 30; ++i)
+    bomb += "<!ENTITY e" + std::to_string(i) + " \"&e" + std::to_string(i - 1) + ";&e" +
+            std::to_string(i - 1) + ";\">";
+  bomb += "]><a>&e29;</a>";
+  EXPECT_THROW(dom.open(file("bomb.xml", bomb), "a", root), zel::FileError);
+  const std::string said = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find("unable to open external entity '" + secret + "'"), std::string::npos);
+  EXPECT_NE(said.find("unable to open DTD document '" + dtd + "'"), std::string::npos);
+  // A document type in the file itself is fine.
+  dom.open(file("ok.xml", "<!DOCTYPE a [<!ELEMENT a (#PCDATA)><!ENTITY w \"word\">]><a>&w;</a>"),
+           "a", root);
+  EXPECT_EQ(zel::ioDOM::textOf(root), "word");
+}
+
+TEST_F(IoDom, DeepNestingDoesNotExhaustTheStack) {
+  const int depth = 200000;
+  std::string text = "<a><n>";
+  for (int i = 0; i < depth; ++i) text += "<b>";
+  text += "1 2";
+  for (int i = 0; i < depth; ++i) text += "</b>";
+  text += "</n></a>";
+  dom.open(file("deep.xml", text), "a", root);
+  EXPECT_EQ(zel::ioDOM::childText(root, "n"), "1 2");
+}
+
+}  // namespace
