@@ -199,7 +199,7 @@ Bytes handTiff(std::uint32_t width, std::uint32_t height, std::uint32_t claimed,
 
 // ---- Writing inputs with libpng ------------------------------------------
 
-struct PngSpec {
+struct PngLayout {
   png_uint_32 width = 3, height = 2;
   int colour = PNG_COLOR_TYPE_GRAY, depth = 8;
   bool interlaced = false;
@@ -207,7 +207,7 @@ struct PngSpec {
 };
 
 // Rows packed as libpng wants them; false on a libpng error.
-bool writePng(const std::string& path, const PngSpec& spec, const Bytes& rows) {
+bool writePng(const std::string& path, const PngLayout& layout, const Bytes& rows) {
   std::FILE* out = std::fopen(path.c_str(), "wb");
   if (!out) return false;
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
@@ -218,14 +218,14 @@ bool writePng(const std::string& path, const PngSpec& spec, const Bytes& rows) {
     return false;
   }
   png_init_io(png, out);
-  png_set_IHDR(png, info, spec.width, spec.height, spec.depth, spec.colour,
-               spec.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+  png_set_IHDR(png, info, layout.width, layout.height, layout.depth, layout.colour,
+               layout.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (!spec.palette.empty())
-    png_set_PLTE(png, info, spec.palette.data(), static_cast<int>(spec.palette.size()));
+  if (!layout.palette.empty())
+    png_set_PLTE(png, info, layout.palette.data(), static_cast<int>(layout.palette.size()));
   png_write_info(png, info);
   for (int pass = png_set_interlace_handling(png); pass > 0; --pass)
-    for (png_uint_32 y = 0; y < spec.height; ++y)
+    for (png_uint_32 y = 0; y < layout.height; ++y)
       png_write_row(png, rows.data() + y * png_get_rowbytes(png, info));
   png_write_end(png, nullptr);
   png_destroy_write_struct(&png, &info);
@@ -371,7 +371,7 @@ TEST_F(ImageFilesPng, ColourAndPaletteBecomeLuminance) {
   ASSERT_TRUE(writePng(file("rgb.png"), {.colour = PNG_COLOR_TYPE_RGB}, rgbPixels));
   expectLuminance(*read_image(file("rgb.png")));
   // 4-bit indices 0 1 2 / 3 4 5 into a palette of the same colours.
-  PngSpec palette{.colour = PNG_COLOR_TYPE_PALETTE, .depth = 4};
+  PngLayout palette{.colour = PNG_COLOR_TYPE_PALETTE, .depth = 4};
   for (std::size_t i = 0; i < rgbPixels.size(); i += 3)
     palette.palette.push_back({rgbPixels[i], rgbPixels[i + 1], rgbPixels[i + 2]});
   ASSERT_TRUE(writePng(file("palette.png"), palette, {0x01, 0x20, 0x34, 0x50}));
@@ -382,8 +382,8 @@ TEST_F(ImageFilesPng, InterlacedPixelsLandInPlace) {
   std::vector<std::uint16_t> values;
   for (int y = 0; y < 11; ++y)
     for (int x = 0; x < 13; ++x) values.push_back(static_cast<std::uint16_t>(100 * x + y));
-  const PngSpec spec{.width = 13, .height = 11, .depth = 16, .interlaced = true};
-  ASSERT_TRUE(writePng(file("adam7.png"), spec, bigEndian16(values)));
+  const PngLayout layout{.width = 13, .height = 11, .depth = 16, .interlaced = true};
+  ASSERT_TRUE(writePng(file("adam7.png"), layout, bigEndian16(values)));
   EXPECT_EQ(fieldOf(*read_image(file("adam7.png"))),
             std::vector<float>(values.begin(), values.end()));
 }
@@ -601,11 +601,11 @@ TEST_F(ImageFilesRefusal, TruncatedAndDamagedDataAreNamed) {
   spill(file("spoilt.tif"), bytes);
   expectRefused([&] { read_image(file("spoilt.tif")); }, file("spoilt.tif"), "damaged");
 
-  const PngSpec spec{.width = 64, .height = 64, .depth = 16};
+  const PngLayout layout{.width = 64, .height = 64, .depth = 16};
   std::vector<std::uint16_t> values(64 * 64);
   for (std::size_t i = 0; i < values.size(); ++i)
     values[i] = static_cast<std::uint16_t>(i * 2654435761u >> 7);
-  ASSERT_TRUE(writePng(file("cut.png"), spec, bigEndian16(values)));
+  ASSERT_TRUE(writePng(file("cut.png"), layout, bigEndian16(values)));
   bytes = slurp(file("cut.png"));
   bytes.resize(bytes.size() / 2);
   spill(file("cut.png"), bytes);
