@@ -75,7 +75,13 @@ bool isChoice(const paramInfo& info, double v) {
 
 std::optional<std::string> complaint(const paramInfo& info, double v) {
   if (info.range) {
-    const auto [low, high] = *info.range;
+    auto [low, high] = *info.range;
+    // A float field holds the bounds as floats too, so that a typed bound
+    // such as 0.000001 (stored just below the double) is accepted.
+    if (info.type == paramType::Float) {
+      low = static_cast<float>(low);
+      high = static_cast<float>(high);
+    }
     if (!(v >= low && v <= high))  // NaN fails too
       return nameOf(info) + ": enter a number between " + showNumber(low) + " and " +
              showNumber(high);

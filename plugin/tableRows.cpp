@@ -1,9 +1,11 @@
 #include "host/platform.h"
 #include "plugin/availability.h"
+#include "plugin/circleFilterCommands.h"
 #include "plugin/commandTable.h"
 #include "plugin/frame.h"
 #include "plugin/geometryCommands.h"
 #include "plugin/memoryCell.h"
+#include "plugin/wienerCommand.h"
 
 namespace tamble {
 namespace {
@@ -88,16 +90,16 @@ const tableRow rows[] = {
         "edit2d.chm::/html/edit_circle_full_create.htm"),
     separator("Edit"),
     row("Edit", "Wiener Filter...", "Performs Wiener Adaptive Filtering in Circle Window",
-        image_is_present, "filters.chm::/html/filters_wiener.htm"),
+        image_is_present, "filters.chm::/html/filters_wiener.htm", WienerFilterCommand),
     row("Edit", "3D Filter...", "Performs MultiModal 3D Gauss Filtering in Circle Window",
-        image_is_present, "filters.chm::/html/filters_3D.htm"),
+        image_is_present, "filters.chm::/html/filters_3D.htm", Filter3DCommand),
     row("Edit", "Gauss Filter Fast...", "Performs Fast Gauussian based Filtering in Circle Window",
-        image_is_present, "edit2d.chm::/html/edit_gaussfast.htm"),
+        image_is_present, "edit2d.chm::/html/edit_gaussfast.htm", GaussFilterFastCommand),
     row("Edit", "Median Filter...", "Performs Median Filtering in Circle Window", image_is_present,
-        "edit2d.chm::/html/edit_median.htm"),
+        "edit2d.chm::/html/edit_median.htm", MedianFilterCommand),
     row("Edit", "Median Fast Filter...",
         "Performs Median Fast Filtering in Circle Window by QSORT Method", image_is_present,
-        "edit2d.chm::/html/edit_medianfast.htm"),
+        "edit2d.chm::/html/edit_medianfast.htm", MedianFastFilterCommand),
     row("Edit", "Directional Gauss Filter...",
         "Performs Directional (by 2/4 markers) Gauss Filtering in Elliptic Window",
         image_is_present, "edit2d.chm::/html/edit_medianfast.htm"),
@@ -109,7 +111,7 @@ const tableRow rows[] = {
         image_is_present, "edit2d.chm::/html/edit_rangedfilters.htm"),
     separator("Edit"),
     row("Edit", "Filter/Threshold...", "Filter", image_is_present,
-        "vur2d.chm::/html/filter_image.htm"),
+        "vur2d.chm::/html/filter_image.htm", FilterThresholdCommand),
     separator("Edit"),
     separator("Transform"),
     row("Transform", "Whiten/SoftFocus Transform...",

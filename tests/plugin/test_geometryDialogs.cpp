@@ -87,6 +87,9 @@ TEST(GeometryDialogs, RecordsAsTheStoreKnowsThem) {
   EXPECT_NE(checkRecord(r)->find("Scale X"), std::string::npos);
   CSRS s;
   boundRecord<CSRS> rs(CSRS::descriptor(), s);
+  ASSERT_FALSE(assignParam(rs, "m_scx", "0.000001"));  // the smallest scale the caption allows
+  ASSERT_FALSE(assignParam(rs, "m_scy", "1"));
+  EXPECT_FALSE(checkRecord(rs));
   EXPECT_EQ(rs.title(), "Scale + Rotate + Shift");
   EXPECT_FALSE(assignParam(rs, "interp", "BiCubic Damped"));
   EXPECT_EQ(s.interp, 2);
