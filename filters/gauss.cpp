@@ -2,7 +2,9 @@
 // in order, so every pixel sums its terms in the same order as one pixel at a
 // time would, and the rows are independent.
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "api/parallel.h"
@@ -52,11 +54,15 @@ void finishRow(const float* s, const float* sw, const float* before, const std::
 void addTap(float k, const float* in, const std::uint8_t* blk, int shift, int W, float* s,
             float* sw) {
   const int x0 = std::max(0, -shift), x1 = std::min(W, W - shift);
+  // Adding +0 for a blocked sample leaves the sums' bits as they were: they
+  // start at +0 and never become -0. The select keeps the loop branch-free.
+  const std::uint32_t kBits = std::bit_cast<std::uint32_t>(k);
   for (int x = x0; x < x1; ++x) {
-    const bool skip = blk[x + shift];
+    // All ones for a valid sample, zero for a blocked one: a select by bits.
+    const std::uint32_t keep = 0u - static_cast<std::uint32_t>(blk[x + shift] == 0);
     const float term = k * in[x + shift];
-    s[x] = skip ? s[x] : s[x] + term;
-    sw[x] = skip ? sw[x] : sw[x] + k;
+    s[x] += std::bit_cast<float>(std::bit_cast<std::uint32_t>(term) & keep);
+    sw[x] += std::bit_cast<float>(kBits & keep);
   }
 }
 
@@ -65,7 +71,9 @@ void verticalPass(const std::vector<float>& B, std::vector<float>& A,
                   int H) {
   const int R = static_cast<int>(k.size()) / 2;
   zel::forEachRow(H, B.size(), [&](int y) {
-    std::vector<float> s(W, 0.0f), sw(W, 0.0f);
+    thread_local std::vector<float> s, sw;  // reused row after row
+    s.assign(W, 0.0f);
+    sw.assign(W, 0.0f);
     for (int t = -R; t <= R; ++t) {
       if (y + t < 0 || y + t >= H) continue;
       const std::size_t at = static_cast<std::size_t>(y + t) * W;
@@ -81,7 +89,9 @@ void horizontalPass(const std::vector<float>& B, std::vector<float>& A,
                     int H) {
   const int R = static_cast<int>(k.size()) / 2;
   zel::forEachRow(H, B.size(), [&](int y) {
-    std::vector<float> s(W, 0.0f), sw(W, 0.0f);
+    thread_local std::vector<float> s, sw;
+    s.assign(W, 0.0f);
+    sw.assign(W, 0.0f);
     const std::size_t at = static_cast<std::size_t>(y) * W;
     for (int t = -R; t <= R; ++t)
       addTap(k[t + R], B.data() + at, blocked.data() + at, t, W, s.data(), sw.data());
