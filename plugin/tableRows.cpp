@@ -5,6 +5,7 @@
 #include "plugin/frame.h"
 #include "plugin/geometryCommands.h"
 #include "plugin/memoryCell.h"
+#include "plugin/pointCommands.h"
 #include "plugin/wienerCommand.h"
 
 namespace tamble {
@@ -54,14 +55,14 @@ const tableRow rows[] = {
         UnDo),
     separator("Edit"),
     row("Edit", "Arithmetic...", "Image +,-,*,/ with user defined Constant.", image_is_present,
-        "edit2d.chm::/html/edit_arithmetic.htm"),
+        "edit2d.chm::/html/edit_arithmetic.htm", ArithmeticCommand),
     row("Edit", "Image Arithmetic...",
         "Image by Image +,-,*,/ with Apropriate BackGrounds and ROIs.", image_is_present,
-        "edit2d.chm::/html/edit_image_arithmetic.htm"),
+        "edit2d.chm::/html/edit_image_arithmetic.htm", ImageArithmeticCommand),
     row("Edit", "Cut off Intensities...", "Cropping Intensity Vlaues Region.", image_is_present,
-        "edit2d.chm::/html/edit_cutoff.htm"),
+        "edit2d.chm::/html/edit_cutoff.htm", CutOffIntensitiesCommand),
     row("Edit", "Conservative Invert", "Invert Image Firld Values w/o Changing Intensity Limits",
-        image_is_present, "edit2d.chm::/html/edit_invert.htm"),
+        image_is_present, "edit2d.chm::/html/edit_invert.htm", ConservativeInvertCommand),
     separator("Edit"),
     row("Edit", "Flip/Rotate...", "Flips, Rotates Image (+-90 degrees only for Square Images)",
         image_is_present, "edit2d.chm::/html/edit_flip.htm", FlipRotateCommand),
@@ -80,7 +81,7 @@ const tableRow rows[] = {
     row("Edit", "Zoom ROI", "Zoom ROI Using BiCubic Damped Interpolation", image_is_present,
         "edit2d.chm::/html/edit_zoom_ROI.htm", ZoomROICommand),
     row("Edit", "Flood ROI...", "Flood ROI with User Defined Value", image_is_present,
-        "edit2d.chm::/html/edit_flood.htm"),
+        "edit2d.chm::/html/edit_flood.htm", FloodROICommand),
     row("Edit", "Fill Up...", "Fills Specified Regions by Border Dependent Values",
         image_is_present, "edit2d.chm::/html/edit_fillup.htm"),
     row("Edit", "Fill Up BackGround", "Fills BackGround Regions by Border Dependent Values",
@@ -108,7 +109,7 @@ const tableRow rows[] = {
         image_is_present, "edit2d.chm::/html/edit_medianfast.htm"),
     row("Edit", "Ranged Filters...",
         "Performs Flat/Gaussian/Median Filtering in Circle Window with user defined Range",
-        image_is_present, "edit2d.chm::/html/edit_rangedfilters.htm"),
+        image_is_present, "edit2d.chm::/html/edit_rangedfilters.htm", RangedFiltersCommand),
     separator("Edit"),
     row("Edit", "Filter/Threshold...", "Filter", image_is_present,
         "vur2d.chm::/html/filter_image.htm", FilterThresholdCommand),

@@ -74,8 +74,9 @@ TEST(CommandTable, BuiltTableOffersTheRowsWithHandlers) {
     EXPECT_EQ(c.helpTopic.rfind(c.helpFile + "::", 0), 0u) << c.label;
   }
   // The memory cell (11), both UnDo rows, the ROI and markers buffers (4),
-  // the geometric commands (7), the circle-window filters (5), the Wiener filter.
-  EXPECT_EQ(commands, 30);
+  // the geometric commands (7), the circle-window filters (5), the Wiener filter,
+  // the point operations and ranged filters (6).
+  EXPECT_EQ(commands, 36);
   // No two separators in a row within a group, and none opens an empty group.
   for (std::size_t i = 1; i < info->commands.size(); ++i)
     EXPECT_FALSE(info->commands[i].isSeparator() && info->commands[i - 1].isSeparator() &&
