@@ -7,6 +7,7 @@
 #include <string>
 
 #include "api/camera.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -44,17 +45,13 @@ void expectSame(const zel::cameraFeatures& a, const zel::cameraFeatures& b) {
     EXPECT_EQ(zel::camera_text(a, key), zel::camera_text(b, key)) << key.key;
 }
 
-class Camera : public ::testing::Test {
+class Camera : public tamble::testing::tempFolderTest {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tamble-camera-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-    file = (dir / "c.cam").string();
+    tempFolderTest::SetUp();
+    file = path("c.cam");
   }
-  void TearDown() override { fs::remove_all(dir); }
 
-  fs::path dir;
   std::string file;
 };
 

@@ -9,6 +9,7 @@
 
 #include "api/errors.h"
 #include "api/iniFile.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -36,17 +37,13 @@ std::string failure(const std::function<void()>& action) {
   return "no exception";
 }
 
-class IniFile : public ::testing::Test {
+class IniFile : public tamble::testing::tempFolderTest {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tamble-ini-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-    file = (dir / "a.ini").string();
+    tempFolderTest::SetUp();
+    file = path("a.ini");
   }
-  void TearDown() override { fs::remove_all(dir); }
 
-  fs::path dir;
   std::string file;
 };
 

@@ -9,26 +9,20 @@
 
 #include "api/errors.h"
 #include "api/ioDOM.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class IoDom : public ::testing::Test {
+class IoDom : public tamble::testing::tempFolderTest {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tamble-dom-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir); }
   std::string file(const std::string& name, const std::string& text) const {
-    const fs::path path = dir / name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path.string();
+    const std::string at = path(name);
+    std::ofstream(at, std::ios::binary) << text;
+    return at;
   }
 
-  fs::path dir;
   zel::ioDOM dom;
   xercesc::DOMNode* root = nullptr;
 };

@@ -11,6 +11,7 @@
 
 #include "api/errors.h"
 #include "api/markerFiles.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -55,18 +56,7 @@ zel::markersArray threeMarkers() {
   return a;
 }
 
-class MarkerFiles : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tamble-markers-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir); }
-  std::string path(const std::string& name) const { return (dir / name).string(); }
-
-  fs::path dir;
-};
+using MarkerFiles = tamble::testing::tempFolderTest;
 
 TEST_F(MarkerFiles, MrkWriterMatchesTheGoldenFiles) {
   zel::write_mrk(path("a.mrk"), threeMarkers());

@@ -15,6 +15,7 @@
 #include "api/iniFile.h"
 #include "api/markerFiles.h"
 #include "tests/fuzz/feed.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -33,18 +34,7 @@ const std::uint8_t* bytes(const std::string& text) {
   return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
-class ReaderRobustness : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tamble-robust-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir); }
-  std::string path(const std::string& name) const { return (dir / name).string(); }
-
-  fs::path dir;
-};
+using ReaderRobustness = tamble::testing::tempFolderTest;
 
 TEST_F(ReaderRobustness, AMillionMarkersGoThroughBothFormats) {
   const int count = 1000000;
