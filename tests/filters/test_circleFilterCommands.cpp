@@ -10,21 +10,15 @@
 #include "host/store.h"
 #include "plugin/circleFilterCommands.h"
 #include "tests/filters/filterTestImages.h"
+#include "tests/support/commandTest.h"
 #include "tests/support/scriptedUi.h"
 
 namespace {
 
 using namespace tamble;
 
-class MedianCommands : public ::testing::Test {
+class MedianCommands : public tamble::testing::commandTest {
  protected:
-  void SetUp() override {
-    store = ::testing::TempDir() + "circle_store_" + std::to_string(::getpid()) + ".ini";
-    std::remove(store.c_str());
-    useStore(store);
-  }
-  void TearDown() override { std::remove(store.c_str()); }
-
   // A random image in the list and the same layers kept aside.
   tamble::testing::layers add() {
     tamble::testing::layers l = tamble::testing::randomLayers(30, 20, 0.1, 5u);
@@ -36,10 +30,6 @@ class MedianCommands : public ::testing::Test {
     list.addImage(img);
     return l;
   }
-
-  std::string store;
-  tamble::testing::installedUi user;
-  zel::imagesList list;
 };
 
 bool isReport(const std::string& text) {

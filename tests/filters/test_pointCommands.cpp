@@ -6,6 +6,7 @@
 #include "api/imagesList.h"
 #include "host/store.h"
 #include "plugin/pointCommands.h"
+#include "tests/support/commandTest.h"
 #include "tests/support/scriptedUi.h"
 
 namespace {
@@ -13,31 +14,9 @@ namespace {
 using namespace tamble;
 
 // A list of images whose value is x + 10 y, with a private store.
-class PointCommands : public ::testing::Test {
+class PointCommands : public tamble::testing::commandTest {
  protected:
-  void SetUp() override {
-    store = ::testing::TempDir() + "point_store_" + std::to_string(::getpid()) + ".ini";
-    std::remove(store.c_str());
-    useStore(store);
-  }
-  void TearDown() override { std::remove(store.c_str()); }
-
-  zel::image& add(int w, int h, const char* name = "ramp") {
-    auto* img = new zel::image(w, h);
-    img->setFieldName(name);
-    img->fileInfo.name = std::string(name) + ".tif";
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) img->field()(x, y) = static_cast<float>(x + 10 * y);
-    list.addImage(img);
-    return *img;
-  }
-  void params(std::vector<std::pair<std::string, std::string>> values) {
-    user.ui.dialogValues = std::move(values);
-  }
-
-  std::string store;
-  tamble::testing::installedUi user;
-  zel::imagesList list;
+  zel::image& add(int w, int h, const char* name = "ramp") { return addRamp(w, h, name); }
 };
 
 TEST_F(PointCommands, ArithmeticRemembersTheOperation) {

@@ -16,6 +16,7 @@
 #include "host/platform.h"
 #include "host/store.h"
 #include "plugin/wienerCommand.h"
+#include "tests/support/commandTest.h"
 #include "tests/support/scriptedUi.h"
 
 namespace {
@@ -186,15 +187,8 @@ TEST(WienerRecord, KeepsItsCaptionsBesideWiderRanges) {
   EXPECT_FALSE(accepts("m_sc", "2e6"));
 }
 
-class WienerCommand : public ::testing::Test {
+class WienerCommand : public tamble::testing::commandTest {
  protected:
-  void SetUp() override {
-    store = ::testing::TempDir() + "wiener_store_" + std::to_string(::getpid()) + ".ini";
-    std::remove(store.c_str());
-    useStore(store);
-  }
-  void TearDown() override { std::remove(store.c_str()); }
-
   zel::image& add(int w, int h) {
     auto* img = new zel::image(w, h);
     img->setFieldName("run");
@@ -203,10 +197,6 @@ class WienerCommand : public ::testing::Test {
     list.addImage(img);
     return *img;
   }
-
-  std::string store;
-  tamble::testing::installedUi user;
-  zel::imagesList list;
 };
 
 TEST_F(WienerCommand, FiltersWithTheTypedValuesAndKeepsThem) {

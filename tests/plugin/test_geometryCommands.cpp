@@ -6,6 +6,7 @@
 #include "api/imagesList.h"
 #include "host/store.h"
 #include "plugin/geometryCommands.h"
+#include "tests/support/commandTest.h"
 #include "tests/support/scriptedUi.h"
 
 namespace {
@@ -13,32 +14,13 @@ namespace {
 using namespace tamble;
 
 // A list holding one ramp image (value = x + 10 y) with one marker.
-class GeometryCommands : public ::testing::Test {
+class GeometryCommands : public tamble::testing::commandTest {
  protected:
-  void SetUp() override {
-    store = ::testing::TempDir() + "geometry_store_" + std::to_string(::getpid()) + ".ini";
-    std::remove(store.c_str());
-    useStore(store);
-  }
-  void TearDown() override { std::remove(store.c_str()); }
-
   zel::image& add(int w, int h) {
-    auto* img = new zel::image(w, h);
-    img->setFieldName("ramp");
-    img->fileInfo.name = "ramp.tif";
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) img->field()(x, y) = static_cast<float>(x + 10 * y);
-    img->markers.add(marker{1, 2, 0, 0, true, 0});
-    list.addImage(img);
-    return *img;
+    zel::image& img = addRamp(w, h);
+    img.markers.add(marker{1, 2, 0, 0, true, 0});
+    return img;
   }
-  void params(std::vector<std::pair<std::string, std::string>> values) {
-    user.ui.dialogValues = std::move(values);
-  }
-
-  std::string store;
-  tamble::testing::installedUi user;
-  zel::imagesList list;
 };
 
 TEST_F(GeometryCommands, QuarterTurnOfANonSquareImageStopsAfterTheSnapshot) {
