@@ -95,6 +95,20 @@ double factorOf(const unitFactor (&rows)[N], const std::string& unit, const char
   return row ? row->factor : 1.0;
 }
 
+template <class Row, std::size_t N>
+bool knownUnit(const Row (&rows)[N], const std::string& unit) {
+  const std::string name = lower(unit);
+  return std::any_of(std::begin(rows), std::end(rows),
+                     [&](const Row& row) { return name == row.unit; });
+}
+
+template <class Row, std::size_t N>
+std::string unitNames(const Row (&rows)[N]) {
+  std::string names;
+  for (const Row& row : rows) names += (names.empty() ? "" : ", ") + std::string(row.unit);
+  return names;
+}
+
 }  // namespace
 
 std::span<const cameraKey> camera_keys() { return keys; }
@@ -174,5 +188,10 @@ double convert_temperature(double value, const std::string& from, const std::str
   const double kelvin = value * in->a + in->b;
   return (kelvin - out->b) / out->a;
 }
+
+bool is_pressure_unit(const std::string& unit) { return knownUnit(pressures, unit); }
+bool is_temperature_unit(const std::string& unit) { return knownUnit(temperatures, unit); }
+std::string pressure_unit_names() { return unitNames(pressures); }
+std::string temperature_unit_names() { return unitNames(temperatures); }
 
 }  // namespace zel

@@ -61,4 +61,11 @@ double convert_pressure(double value, const std::string& from, const std::string
 // An unknown unit counts as a = 1, b = 0.
 double convert_temperature(double value, const std::string& from, const std::string& to);
 
+// Whether the conversions know a unit (any case), without a complaint.
+bool is_pressure_unit(const std::string& unit);
+bool is_temperature_unit(const std::string& unit);
+// The unit names of each table, in its order, joined by ", ".
+std::string pressure_unit_names();
+std::string temperature_unit_names();
+
 }  // namespace zel

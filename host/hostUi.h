@@ -30,6 +30,8 @@ class HostUi {
                                                const std::string& filter) = 0;
   virtual void progress(const std::string& /*what*/, int /*percent*/) {}
   virtual void waitCursor(bool /*on*/) {}
+  // The list of images changed in ways the host should show (names, flags).
+  virtual void refreshList() {}
 };
 
 // The installed interface. Until an application installs one, a quiet

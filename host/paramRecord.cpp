@@ -250,21 +250,25 @@ std::optional<std::string> checkRecord(const paramRecord& record) {
   return record.ownCheck();
 }
 
+std::string storedText(const paramRecord& record, std::size_t field) {
+  const double v = record.value(field);
+  switch (record.fields()[field].type) {
+    case paramType::Int:
+    case paramType::Radio: return std::to_string(toInt(v));  // decimal: no mark to turn
+    case paramType::Float: return numberText(static_cast<float>(v), 6);
+    case paramType::Double: return numberText(v, 16);
+  }
+  return {};
+}
+
 void saveRecord(const paramRecord& record) {
   const std::string& section = record.section();
   if (section.empty()) return;
   const auto& fields = record.fields();
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    const paramInfo& info = fields[i];
-    if (!info.stored) continue;
-    const double v = record.value(i);
-    switch (info.type) {
-      case paramType::Int:
-      case paramType::Radio: write_param(section, info.key, toInt(v)); break;
-      case paramType::Float: write_param(section, info.key, static_cast<float>(v)); break;
-      case paramType::Double: write_param(section, info.key, v); break;
-    }
-  }
+  std::vector<std::pair<std::string, std::string>> values;
+  for (std::size_t i = 0; i < fields.size(); ++i)
+    if (fields[i].stored) values.emplace_back(fields[i].key, storedText(record, i));
+  reg_set_strings(section, values);
 }
 
 std::optional<std::string> assignParam(paramRecord& record, const std::string& key,

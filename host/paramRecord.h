@@ -139,6 +139,20 @@ class boundRecord : public paramRecord {
   std::vector<paramInfo> infoList;
 };
 
+template <class T>
+struct recordObject {
+  T own;
+};
+
+// A record with an object of its own: for code that reaches the values only
+// through the record (a project's parameter block).
+template <class T>
+class ownedRecord : private recordObject<T>, public boundRecord<T> {
+ public:
+  ownedRecord() : boundRecord<T>(T::descriptor(), recordObject<T>::own) {}
+  T& values() { return recordObject<T>::own; }
+};
+
 // Sets every field to its default.
 void resetRecord(paramRecord& record);
 // For each stored key in order: the store's value, with the present value as
@@ -150,6 +164,8 @@ void loadRecord(paramRecord& record);
 std::optional<std::string> checkRecord(const paramRecord& record);
 // For each stored key in order: writes the value to the store.
 void saveRecord(const paramRecord& record);
+// A field's value as the store writes it ("0,25" for floats).
+std::string storedText(const paramRecord& record, std::size_t field);
 
 // Sets one field from "key=value" text as a user types it (either decimal
 // mark; a radio field also takes its label). Answers an error text, or

@@ -31,7 +31,3 @@ zel::field_data<double>& get_field_data() {
   static zel::field_data<double> data;
   return data;
 }
-
-// No project can be opened before the project library exists; until then the
-// host never holds one.
-bool empty_vur() { return true; }

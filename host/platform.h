@@ -1,8 +1,11 @@
 // The host functions that the plug-in calls by name.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "api/arrayWorks.h"
 #include "api/image.h"
@@ -22,6 +25,9 @@ void wait_cursor(bool on);
 std::string reg_get_string(const std::string& section, const std::string& key,
                            const std::string& def);
 void reg_set_string(const std::string& section, const std::string& key, const std::string& value);
+// Several keys of one section, written to the store file in one go.
+void reg_set_strings(const std::string& section,
+                     const std::vector<std::pair<std::string, std::string>>& values);
 
 // Command table helpers.
 plg2dapiFormatInfo separator_2d(std::string group);
@@ -37,5 +43,12 @@ void write_image(const std::string& path, const zel::image& img);
 void read_array(const std::string& path, zel::arrayStore<bool, 2>& mask);
 void write_array(const std::string& path, const zel::arrayStore<bool, 2>& mask);
 
-// The project library: true while no project is open.
-bool empty_vur();
+// A camera frame as a 16-bit unsigned grey TIFF: each value becomes the
+// nearest whole number (halves to even). Values outside 0 to 65535 and NaN
+// are clamped to the nearer end (NaN to 0), or refused with zel::FileError
+// before anything is written. The page is stored uncompressed, so the bytes
+// depend on the values alone; `description` goes to ImageDescription. The
+// answer is the number of values clamped.
+enum class tiff16Range { clamp, refuse };
+std::uint64_t write_tiff16(const std::string& path, const zel::arrayStore<float, 2>& field,
+                           tiff16Range range, const std::string& description = {});

@@ -202,16 +202,26 @@ std::string iniStore::get(const std::string& section, const std::string& key,
 }
 
 void iniStore::set(const std::string& section, const std::string& key, const std::string& value) {
-  requireStorable(section, key, value);
+  set(section, {{key, value}});
+}
+
+void iniStore::set(const std::string& section,
+                   const std::vector<std::pair<std::string, std::string>>& values) {
+  for (const auto& [key, value] : values) requireStorable(section, key, value);
   if (file.empty())
     zel::raise<zel::FileError>("No place for the parameter store: set TAMBLE_STORE or HOME");
   load();
   if (!readable)
     zel::raise<zel::FileError>("Cannot read the parameter store " + file + "; it is left as it is");
-  const auto held = findEntry(lines, section, key);
-  if (held && lines[*held].value == value) return;
   std::vector<storeLine> next = lines;
-  put(next, section, key, value);
+  bool changed = false;
+  for (const auto& [key, value] : values) {
+    const auto held = findEntry(next, section, key);
+    if (held && next[*held].value == value) continue;
+    put(next, section, key, value);
+    changed = true;
+  }
+  if (!changed) return;
   const std::string target = writeTarget(file);
   makeFolderFor(target);
   writeAtomically(target, [&](std::FILE* out) { return writeLines(out, next, crlf); });
@@ -252,4 +262,10 @@ std::string reg_get_string(const std::string& section, const std::string& key,
 void reg_set_string(const std::string& section, const std::string& key, const std::string& value) {
   std::lock_guard lock(tamble::processGuard);
   tamble::theStore().set(section, key, value);
+}
+
+void reg_set_strings(const std::string& section,
+                     const std::vector<std::pair<std::string, std::string>>& values) {
+  std::lock_guard lock(tamble::processGuard);
+  tamble::theStore().set(section, values);
 }

@@ -47,6 +47,9 @@ class iniStore {
   // would read back as something else, raises zel::FileError; so does a
   // failed write, which leaves both the file and this object unchanged.
   void set(const std::string& section, const std::string& key, const std::string& value);
+  // Several keys of one section in one rewrite (or none, when all hold).
+  void set(const std::string& section,
+           const std::vector<std::pair<std::string, std::string>>& values);
 
  private:
   std::string file;

@@ -155,6 +155,18 @@ TEST_F(StoreFile, RefusesWhatWouldNotReadBack) {
   EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
 }
 
+// A dialog's keys go in one rewrite: all of them, or none when one of them
+// could not be stored.
+TEST_F(StoreFile, SeveralKeysAreWrittenTogetherOrNotAtAll) {
+  writeText(file, "[Filter]\nm_size=5\n");
+  tamble::iniStore store(file.string());
+  EXPECT_THROW(store.set("Filter", {{"m_size", "7"}, {"m_bad", "two\nlines"}}), zel::FileError);
+  EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
+  store.set("Filter", {{"m_size", "7"}, {"m_iter", "2"}, {"m_size", "8"}});
+  EXPECT_EQ(readText(file), "[Filter]\nm_size=8\nm_iter=2\n");
+  EXPECT_EQ(store.get("Filter", "m_iter", ""), "2");
+}
+
 TEST_F(StoreFile, FailedWriteRaisesAndKeepsTheOldFile) {
   writeText(file, "[Filter]\nm_size=5\n");
   tamble::iniStore store(file.string());

@@ -17,6 +17,9 @@ public:
   std::deque<int> imageChoices;        // for the image choice (-1: Cancel)
   std::deque<bool> dialogOk;           // for parameter dialogs (false: Cancel)
   std::vector<std::pair<std::string, std::string>> dialogValues;  // key, text set on OK
+  std::deque<std::string> fileChoices;                   // for chooseFile ("": Cancel)
+  std::deque<std::vector<std::string>> fileListChoices;  // for chooseFiles ({}: Cancel)
+  std::vector<std::string> fileFilters;  // the filter of every file question, in order
   int waitDepth = 0;
 
   bool message(const std::string& text, bool ask, bool) override {
@@ -40,9 +43,19 @@ public:
     imageChoices.pop_front();
     return c;
   }
-  std::string chooseFile(const std::string&, const std::string&, bool) override { return {}; }
-  std::vector<std::string> chooseFiles(const std::string&, const std::string&) override {
-    return {};
+  std::string chooseFile(const std::string&, const std::string& filter, bool) override {
+    fileFilters.push_back(filter);
+    if (fileChoices.empty()) return {};
+    std::string file = fileChoices.front();
+    fileChoices.pop_front();
+    return file;
+  }
+  std::vector<std::string> chooseFiles(const std::string&, const std::string& filter) override {
+    fileFilters.push_back(filter);
+    if (fileListChoices.empty()) return {};
+    std::vector<std::string> files = fileListChoices.front();
+    fileListChoices.pop_front();
+    return files;
   }
   void waitCursor(bool on) override { waitDepth += on ? 1 : -1; }
 };
