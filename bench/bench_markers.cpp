@@ -1,0 +1,89 @@
+// The marker searches and the two revisions on a 2048 by 2048 model with
+// about 100 dark markers of 7 pixels, noise and uneven light.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+
+#include "markers/autoMark.h"
+#include "markers/revise.h"
+#include "tests/markers/markerTestImages.h"
+
+namespace {
+
+namespace mt = tamble::testing;
+
+const mt::markerImage& model() {
+  static const mt::markerImage img = [] {
+    mt::markerScene s;
+    s.W = s.H = 2048;
+    s.spacing = 140;
+    return mt::makeMarkerImage(s);
+  }();
+  return img;
+}
+
+// Markers a pixel off each spot, as a search or a user leaves them.
+zel::markersArray offMarkers() {
+  zel::markersArray a;
+  for (const mt::spot& p : model().spots) {
+    marker m;
+    m.x = std::round(p.x) + 1;
+    m.y = std::round(p.y) - 1;
+    m.active = true;
+    a.add(m);
+  }
+  return a;
+}
+
+void count(benchmark::State& state, const zel::markersArray& found) {
+  state.counters["markers"] = found.count();
+  state.counters["placed"] = static_cast<double>(model().spots.size());
+}
+
+void AutoMarkQuick(benchmark::State& state) {
+  const mt::markerImage& img = model();
+  zel::markersArray found;
+  for (auto _ : state)
+    tamble::AutoMarkQuick(img.field, img.bkgr, img.ROI, found, -1,
+                          static_cast<double>(state.range(0)), 0.4f);
+  count(state, found);
+}
+BENCHMARK(AutoMarkQuick)->Arg(7)->Arg(11)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void AutoMarkRings(benchmark::State& state) {
+  const mt::markerImage& img = model();
+  zel::markersArray found;
+  for (auto _ : state)
+    tamble::AutoMarkRings(img.field, img.bkgr, img.ROI, found, static_cast<float>(state.range(0)),
+                          1, 1.0f, 0.2f, -1, 1, 0, 1000);
+  count(state, found);
+}
+BENCHMARK(AutoMarkRings)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void ReviseMarkers(benchmark::State& state) {
+  const mt::markerImage& img = model();
+  const zel::markersArray start = offMarkers();
+  zel::markersArray markers;
+  for (auto _ : state) {
+    markers = start;
+    tamble::ReviseMarkers(img.field, img.bkgr, img.ROI, markers, -1,
+                          static_cast<double>(state.range(0)));
+  }
+  count(state, markers);
+}
+BENCHMARK(ReviseMarkers)->Arg(7)->Arg(11)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void ReviseMarkersCenters(benchmark::State& state) {
+  const mt::markerImage& img = model();
+  const zel::markersArray start = offMarkers();
+  zel::markersArray markers;
+  for (auto _ : state) {
+    markers = start;
+    tamble::ReviseMarkersCenters(img.field, img.bkgr, img.ROI, markers, -1,
+                                 static_cast<double>(state.range(0)));
+  }
+  count(state, markers);
+}
+BENCHMARK(ReviseMarkersCenters)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
