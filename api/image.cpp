@@ -136,6 +136,7 @@ void image::copyFrom(const image& other) {
   if (other.vectors_) vectors_ = new vectorGroup(*other.vectors_);
   markers = other.markers;
   fileInfo = other.fileInfo;
+  converted = other.converted;
 }
 
 void image::resetLimits() {

@@ -79,6 +79,9 @@ class image : public ObjectId {
  public:
   file_info fileInfo;
   markersArray markers;
+  // Display flag: the image takes part in a project's conversion (a source
+  // or a result); hosts mark such images in their lists.
+  bool converted = false;
 
   image() = default;
   // All three layers, with their first contents (see resetLayers).

@@ -1,10 +1,79 @@
 #include "plugin/projectState.h"
 
+#include "api/imagesList.h"
+#include "dialogs/projectDialogs.h"
+#include "host/hostUi.h"
+#include "host/platform.h"
+#include "host/project.h"
+#include "plugin/frame.h"
+
 namespace tamble {
 
-std::string& paintKind() {
-  static std::string kind;
-  return kind;
+namespace {
+
+bool present(const zel::imagesList& list, const char* name) { return list.find(name) != nullptr; }
+
+// Pressure or temperature: the user's answer for a pair of images.
+std::string askSinglePaintKind() {
+  CPTselect answer;
+  boundRecord<CPTselect> record(CPTselect::descriptor(), answer);
+  if (showDialog(record)) {
+    if (answer.m_type == 0) return "single";
+    if (answer.m_type == 1) return "Tsingle";
+  }
+  message("Unknown Paint Type. Processing is Canceled", false);
+  return {};
+}
+
+}  // namespace
+
+void forgetProject(zel::imagesList& list) {
+  if (list.size() > 0) {
+    clear_vur();
+    list.clear();
+  }
+  state().projectOpen = false;
+  make_available_vur_project(true);
+}
+
+conversionState& state() {
+  static conversionState s;
+  return s;
+}
+
+std::string& paintKind() { return state().paintKind; }
+
+std::string determinePaintKind(zel::imagesList& list) {
+  using namespace names;
+  const bool sensors = present(list, wind_on_sens) && present(list, wind_off_sens);
+  if (sensors && present(list, wind_on_refe) && present(list, wind_off_refe)) return "double";
+  if (sensors) return askSinglePaintKind();
+  forgetProject(list);
+  return {};
+}
+
+void removeResults(zel::imagesList& list) {
+  using namespace names;
+  for (const char* name : {Irefe_Isens, Pressure, P_Pstat, Cp, T}) {
+    const int i = list.indexOf(name);
+    if (i >= 0) list.removeImage(i);
+  }
+}
+
+void markSourceFlags(zel::imagesList& list, bool converted) {
+  using namespace names;
+  for (const char* name : {wind_off_refe, wind_on_refe, wind_off_sens, wind_on_sens, Irefe_Isens,
+                           Pressure, T, P_Pstat, Cp})
+    if (zel::image* img = list.find(name)) img->converted = converted;
+}
+
+void refreshList(zel::imagesList&) { hostUi().refreshList(); }
+
+bool setCurrentByName(zel::imagesList& list, const std::string& name) {
+  const int i = list.indexOf(name);
+  if (i < 0) return false;
+  list.setCurrent(i);
+  return true;
 }
 
 }  // namespace tamble

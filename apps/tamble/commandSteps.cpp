@@ -180,6 +180,20 @@ void runStep(session& s, const stepArgs& a) {
   s.ui.finishRun(row.label);
 }
 
+void projectStep(session& s, const stepArgs& a) {
+  stepArgs open;
+  open.command = "Open Project...";
+  open.files = {a.file};
+  open.words = a.words;
+  runStep(s, open);
+}
+
+void closeProjectStep(session& s, const stepArgs&) {
+  stepArgs close;
+  close.command = "Close Project";
+  runStep(s, close);
+}
+
 void undoStep(session& s, const stepArgs&) {
   if (s.list.actions().empty()) throw stepError("nothing to undo");
   s.list.undo();

@@ -152,9 +152,10 @@ void imagesStep(session& s, const stepArgs&) {
     const zel::image& img = *s.list[i];
     const std::string size = sizeText(img.width(), img.height());
     const int markers = img.markers.count();
-    std::printf("%d %c %-*s  %-11s  %-*s  %d marker%s\n", i, i == s.list.currentIndex ? '*' : ' ',
+    std::printf("%d %c %-*s  %-11s  %-*s  %d marker%s%s\n", i, i == s.list.currentIndex ? '*' : ' ',
                 nameWidth, img.fieldName().c_str(), size.c_str(), fileWidth,
-                img.fileInfo.name.c_str(), markers, markers == 1 ? "" : "s");
+                img.fileInfo.name.c_str(), markers, markers == 1 ? "" : "s",
+                img.converted ? ", converted" : "");
   }
 }
 

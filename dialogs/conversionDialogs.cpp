@@ -1,0 +1,77 @@
+#include "dialogs/conversionDialogs.h"
+
+namespace tamble {
+
+namespace {
+
+constexpr std::pair<double, double> flag{0.0, 1.0};
+
+template <class T>
+recordDescriptor<T> gaussRecord(const char* cls, const char* section, const char* title) {
+  return {cls,
+          section,
+          title,
+          {{{"m_diameter", paramType::Int, 3, std::pair{1.0, 999.0}, "Filter Diameter (1-999)"},
+            &T::m_diameter},
+           {{"m_iter", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
+            &T::m_iter}}};
+}
+
+}  // namespace
+
+const recordDescriptor<CConvertBin_01>& CConvertBin_01::descriptor() {
+  using T = CConvertBin_01;
+  static const recordDescriptor<T> d{
+      "CConvertBin_01",
+      "ConvertBin_01",
+      "Automatic Convert Scenario",
+      {{{"m_CB01_Dark", paramType::Int, 0, flag, "Dark Frame Subtraction"}, &T::m_CB01_Dark},
+       {{"m_CB01_Flat", paramType::Int, 0, flag, "Flat Field Correction"}, &T::m_CB01_Flat},
+       {{"m_CB01_Automarq", paramType::Int, 0, flag, "Automatic Marking"}, &T::m_CB01_Automarq},
+       {{"m_CB01_Revise", paramType::Int, 0, flag, "Markers Precise Positioning"},
+        &T::m_CB01_Revise},
+       {{"m_CB01_FillUpMark", paramType::Int, 0, flag, "Fill Up Markers"}, &T::m_CB01_FillUpMark},
+       {{"m_CB01_Filter", paramType::Int, 0, flag, "Filtering"}, &T::m_CB01_Filter},
+       {{"m_CB01_BackGround", paramType::Int, 0, flag, "BackGround Work"}, &T::m_CB01_BackGround},
+       {{"m_CB01_Distortion", paramType::Int, 0, flag, "Distortion Correction"},
+        &T::m_CB01_Distortion},
+       {{"m_CB01_Alignment", paramType::Int, 0, flag, "Alignment of Images"}, &T::m_CB01_Alignment},
+       {{"m_CB01_Resim", paramType::Int, 0, flag, "Resect Images"}, &T::m_CB01_Resim},
+       {{"m_CB01_Convert", paramType::Int, 0, flag, "Field Calculation"}, &T::m_CB01_Convert},
+       {{"m_CB01_FGThin", paramType::Int, 0, flag, "ForeGround Thinning"}, &T::m_CB01_FGThin},
+       {{"m_CB01_FinalFilter", paramType::Int, 0, flag, "Filter Output Fields"},
+        &T::m_CB01_FinalFilter},
+       {{"m_CB01_Corr", paramType::Int, 0, flag, "Correction in situ"}, &T::m_CB01_Corr},
+       {{"m_CB01_Resection", paramType::Int, 0, flag, "Resect Output Fields"},
+        &T::m_CB01_Resection},
+       {{"m_CB01_ModMark", paramType::Int, 0, flag, "Modify", "Initial Markers"},
+        &T::m_CB01_ModMark}}};
+  return d;
+}
+
+const recordDescriptor<CCreateCards>& CCreateCards::descriptor() {
+  using T = CCreateCards;
+  static const recordDescriptor<T> d{"CCreateCards",
+                                     "CreateCards",
+                                     "Create Cards",
+                                     {{{"m_ii", paramType::Int, 0, flag, "Iref/Isen"}, &T::m_ii},
+                                      {{"m_p", paramType::Int, 0, flag, "Pressure"}, &T::m_p},
+                                      {{"m_pp", paramType::Int, 0, flag, "P/Pstat"}, &T::m_pp},
+                                      {{"m_cp", paramType::Int, 0, flag, "Cp"}, &T::m_cp},
+                                      {{"m_t", paramType::Int, 0, flag, "T"}, &T::m_t}}};
+  return d;
+}
+
+const recordDescriptor<CGaussBS>& CGaussBS::descriptor() {
+  static const auto d =
+      gaussRecord<CGaussBS>("CGaussBS", "GaussBS", "Gaussian Filter (BConvert Source)");
+  return d;
+}
+
+const recordDescriptor<CGaussFBS>& CGaussFBS::descriptor() {
+  static const auto d =
+      gaussRecord<CGaussFBS>("CGaussFBS", "GaussFBS", "Gaussian Filter (BConvert Results)");
+  return d;
+}
+
+}  // namespace tamble

@@ -1,0 +1,95 @@
+#include "plugin/projectCommands.h"
+
+#include <set>
+
+#include "api/imagesList.h"
+#include "host/platform.h"
+#include "host/project.h"
+#include "plugin/projectParameters.h"
+#include "plugin/projectState.h"
+
+namespace tamble {
+
+const char* const listProjectNotice =
+    "This project lists several wind-on runs. Converting such a list is not available yet: the "
+    "project opens with its own pair of images.";
+
+namespace {
+
+// What the project library holds, kept so that a failed opening can put the
+// previous project back.
+struct heldProject {
+  zel::vurStr record = get_vur();
+  zel::paintFeatures paint = get_paint();
+  zel::flowFeatures flow = get_flow();
+  zel::cameraFeatures sensCamera = get_sens_cam();
+  zel::cameraFeatures refeCamera = get_refe_cam();
+
+  void restore() const {
+    get_vur() = record;
+    get_paint() = paint;
+    get_flow() = flow;
+    get_sens_cam() = sensCamera;
+    get_refe_cam() = refeCamera;
+  }
+};
+
+struct waitCursor {
+  waitCursor() { wait_cursor(true); }
+  ~waitCursor() { wait_cursor(false); }
+};
+
+// Images and parameters of the chosen project; on any failure the list and
+// the held project stay as they were.
+void loadProject(zel::imagesList& list, const heldProject& before) {
+  std::set<const zel::image*> earlier;
+  for (int i = 0; i < list.size(); ++i) earlier.insert(list[i]);
+  try {
+    checkProjectParameters(get_vur());
+    read_vur_images(list, true);
+  } catch (...) {
+    before.restore();
+    throw;
+  }
+  // The list holds the project's images and nothing else.
+  for (int i = list.size() - 1; i >= 0; --i)
+    if (earlier.count(list[i])) list.removeImage(i, false);
+  parametersToProject();
+  parametersFromProject();
+}
+
+void resetConversionState() {
+  conversionState& s = state();
+  s.referenceRegionsPresent = false;
+  for (zel::markersArray& m : s.primaryMarkers) m = zel::markersArray();
+  s.distortionDone = false;
+  s.referenceFilePending = true;
+  s.projectOpen = true;
+  make_available_vur_project(false);
+}
+
+}  // namespace
+
+bool OpenProject(zel::imagesList& list) {
+  const heldProject before;
+  if (!api_open_vur_project(-1)) return true;
+  const waitCursor cursor;
+  loadProject(list, before);
+  const zel::vurStr& project = get_vur();
+  if (!project.wind_on_refe_list.empty() || !project.wind_on_sens_list.empty()) {
+    if (project.wind_on_sens_list.size() != project.wind_on_refe_list.size())
+      message("LST SENS != REFE not really, though!", false);
+    message(listProjectNotice, false);
+  }
+  paintKind() = determinePaintKind(list);
+  if (paintKind().empty()) return true;
+  resetConversionState();
+  return true;
+}
+
+bool CloseProject(zel::imagesList& list) {
+  forgetProject(list);
+  return true;
+}
+
+}  // namespace tamble
