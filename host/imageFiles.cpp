@@ -726,11 +726,12 @@ struct PageTags {
   std::string pageName;     // none if empty
   std::string description;  // none if empty
   bool multiPage = false;
+  bool compressed = true;   // Deflate where libtiff has it
 };
 
 void startPage(TIFF* tif, const TiffMessages& messages, int width, int height,
                const PageTags& tags) {
-  const int compression = TIFFIsCODECConfigured(COMPRESSION_ADOBE_DEFLATE)
+  const int compression = tags.compressed && TIFFIsCODECConfigured(COMPRESSION_ADOBE_DEFLATE)
                               ? COMPRESSION_ADOBE_DEFLATE
                               : COMPRESSION_NONE;
   bool ok = TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(width)) &&
@@ -776,6 +777,14 @@ void writeFlags(TIFF* tif, const TiffMessages& messages, const BoolPlane& flags,
 
 PageTags flagTags(const std::string& name, bool multiPage) {
   return PageTags{8, SAMPLEFORMAT_UINT, name, {}, multiPage};
+}
+
+// A value of a 16-bit frame: the nearest whole number (halves to even), or
+// -1 when it lies outside 0 to 65535 or is NaN.
+long frameValue(float v) {
+  if (!(v >= -0.5f && v <= 65535.5f)) return -1;
+  const long n = std::lrint(v);
+  return n >= 0 && n <= 65535 ? n : -1;
 }
 
 }  // namespace
@@ -848,4 +857,26 @@ void write_array(const std::string& path, const zel::arrayStore<bool, 2>& mask) 
   writeTiffAtomically(path, mask.count, [&](TIFF* tif, const TiffMessages& messages) {
     writeFlags(tif, messages, mask, flagTags(mask.name.empty() ? "mask" : mask.name, false));
   });
+}
+
+std::uint64_t write_tiff16(const std::string& path, const zel::arrayStore<float, 2>& field,
+                           tiff16Range range, const std::string& description) {
+  const std::string ext = zel::lower(zel::extension(path));
+  if (ext != "tif" && ext != "tiff") fail(path, "a 16-bit frame is written as .tif or .tiff");
+  if (field.empty()) fail(path, "the image is empty");
+  std::uint64_t outside = 0;
+  for (std::uint64_t i = 0; i < field.count; ++i)
+    if (frameValue(field.data[i]) < 0) ++outside;
+  if (outside != 0 && range == tiff16Range::refuse)
+    fail(path, outside == 1 ? std::string("1 value lies outside 0 to 65535")
+                            : std::to_string(outside) + " values lie outside 0 to 65535");
+  writeTiffAtomically(path, field.count * 2, [&](TIFF* tif, const TiffMessages& messages) {
+    const PageTags tags{16, SAMPLEFORMAT_UINT, {}, description, false, false};
+    writePage<std::uint16_t>(tif, messages, field, tags, [](float v) {
+      const long n = frameValue(v);
+      if (n >= 0) return static_cast<std::uint16_t>(n);
+      return static_cast<std::uint16_t>(v > 0.0f ? 65535 : 0);  // NaN fails the test: 0
+    });
+  });
+  return outside;
 }

@@ -1,11 +1,15 @@
+#include "convert/darkFlat.h"
 #include "host/platform.h"
 #include "plugin/availability.h"
 #include "plugin/circleFilterCommands.h"
 #include "plugin/commandTable.h"
+#include "plugin/fillUpCommands.h"
 #include "plugin/frame.h"
 #include "plugin/geometryCommands.h"
+#include "plugin/markerCommands.h"
 #include "plugin/memoryCell.h"
 #include "plugin/pointCommands.h"
+#include "plugin/projectCommands.h"
 #include "plugin/wienerCommand.h"
 
 namespace tamble {
@@ -83,9 +87,9 @@ const tableRow rows[] = {
     row("Edit", "Flood ROI...", "Flood ROI with User Defined Value", image_is_present,
         "edit2d.chm::/html/edit_flood.htm", FloodROICommand),
     row("Edit", "Fill Up...", "Fills Specified Regions by Border Dependent Values",
-        image_is_present, "edit2d.chm::/html/edit_fillup.htm"),
+        image_is_present, "edit2d.chm::/html/edit_fillup.htm", FillUpCommand),
     row("Edit", "Fill Up BackGround", "Fills BackGround Regions by Border Dependent Values",
-        image_is_present, "edit2d.chm::/html/edit_fillup_bg.htm"),
+        image_is_present, "edit2d.chm::/html/edit_fillup_bg.htm", FillUpBackGroundCommand),
     separator("Edit"),
     row("Edit", "1D DeBlur", "DeBlurring in 1 Dimension", image_is_present,
         "edit2d.chm::/html/edit_circle_full_create.htm"),
@@ -182,22 +186,22 @@ const tableRow rows[] = {
         image_is_present, "transform.chm::/html/transform_morphologic.htm"),
     separator("Markers"),
     row("Markers", "Auto Mark...", "Performs Markers Search Using Quick Algorithm",
-        image_is_present, "mark.chm::/html/markers_automark.htm"),
+        image_is_present, "mark.chm::/html/markers_automark.htm", AutoMarkCommand),
     row("Markers", "Auto Mark by Reference...",
         "Performs Markers Search Using Reference Marked Image", image_is_present,
         "mark.chm::/html/markers_automark.htm"),
     separator("Markers"),
     row("Markers", "Revise Markers...", "Recalculates Markers Positions with more Accuracy",
-        image_is_present, "mark.chm::/html/markers_revise.htm"),
+        image_is_present, "mark.chm::/html/markers_revise.htm", ReviseMarkersCommand),
     row("Markers", "Revise Markers (Centers)...",
         "Recalculates Markers Positions with more Precision", image_is_present,
-        "mark.chm::/html/markers_revise.htm"),
+        "mark.chm::/html/markers_revise.htm", ReviseMarkersCentersCommand),
     separator("Markers"),
     row("Markers", "Markers Statistics", "Calculates Markers Statistics for Choosen Image",
         image_is_present, "mark.chm::/html/markers_stat.htm"),
     separator("Markers"),
     row("Markers", "Fill Up Markers...", "Fills Marker Regions with Closely Spaced Values",
-        image_is_present, "mark.chm::/html/markers_fillup.htm"),
+        image_is_present, "mark.chm::/html/markers_fillup.htm", FillUpMarkersCommand),
     separator("Markers"),
     row("Markers", "Draw Artificial Markers...",
         "Draw Artificial GaussLike Markers Based on PreCalculated Markers Positions",
@@ -211,9 +215,9 @@ const tableRow rows[] = {
         "ZELTools.chm::/html/ZELTools_summary.htm"),
     separator("Tools"),
     row("Tools", "Dark Field Subtraction...", "Performs Dark Field Subtraction", image_is_present,
-        "ZELTools.chm::/html/ZELTools_darkfield.htm"),
+        "ZELTools.chm::/html/ZELTools_darkfield.htm", DarkFieldSubtractionCommand),
     row("Tools", "Flat Field Correction...", "Performs Flat Field Correction", image_is_present,
-        "ZELTools.chm::/html/ZELTools_flatfield.htm"),
+        "ZELTools.chm::/html/ZELTools_flatfield.htm", FlatFieldCorrectionCommand),
     row("Tools", "Optical Distortion Correction...",
         "Eliminate Camera&Objective Lens Complex Spherical Distortion", image_is_present,
         "ZELTools.chm::/html/ZELTools_distortion.htm"),
@@ -265,7 +269,7 @@ const tableRow rows[] = {
     row("Tools", "Pressure Ports...", "Performs Field Correction on the base of input Markers File",
         image_is_present, "ZELTools.chm::/html/ZELTools_pports.htm"),
     row("B Convert", "Open Project...", "Open ZEL Project", always,
-        "BConvert.chm::/html/BConvert_open.htm"),
+        "BConvert.chm::/html/BConvert_open.htm", OpenProject),
     separator("B Convert"),
     row("B Convert", "UnDo", "Single step UnDo", undo_available,
         "BConvert.chm::/html/BConvert_save.htm", UnDo),
@@ -293,9 +297,9 @@ const tableRow rows[] = {
         "BConvert.chm::/html/BConvert_setref.htm"),
     separator("B Convert"),
     row("B Convert", "Dark Frame Subtraction", "Dark Frame Subtraction", dark_images_present,
-        "BConvert.chm::/html/BConvert_dark.htm"),
+        "BConvert.chm::/html/BConvert_dark.htm", DarkFrameStageCommand),
     row("B Convert", "Flat Field Correction", "1", flat_images_present,
-        "BConvert.chm::/html/BConvert_flat.htm"),
+        "BConvert.chm::/html/BConvert_flat.htm", FlatFieldStageCommand),
     row("B Convert", "Automatic Marking...", "1", project_images_present,
         "BConvert.chm::/html/BConvert_automark.htm"),
     row("B Convert", "Markers Precise Positioning...", "1", project_images_present,
@@ -328,7 +332,7 @@ const tableRow rows[] = {
     row("B Convert", "Save Results", "1", project_images_present,
         "BConvert.chm::/html/BConvert_save.htm"),
     row("B Convert", "Close Project", "1", project_images_present,
-        "BConvert.chm::/html/BConvert_close.htm"),
+        "BConvert.chm::/html/BConvert_close.htm", CloseProject),
     separator("B Convert"),
     row("B Convert", "Automatic Convert...", "1", project_images_present,
         "BConvert.chm::/html/BConvert_auto.htm"),

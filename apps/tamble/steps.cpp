@@ -89,6 +89,11 @@ void defineCameraSave(CLI::App& app, stepArgs& a) {
   app.add_option("values", a.words, "key=value for the camera keys");
 }
 
+void defineProject(CLI::App& app, stepArgs& a) {
+  app.add_option("file", a.file, ".vur project file")->required();
+  app.add_option("params", a.words, "key=value for its questions (m_type=P or T: single paint)");
+}
+
 void defineConvert(CLI::App& app, stepArgs& a) {
   app.add_option("quantity", a.quantity, "length, pressure or temperature")
       ->required()
@@ -118,7 +123,10 @@ const stepDef steps[] = {
     {"save-markers", "write an image's markers to a file", defineMarkerFile, saveMarkersStep},
     {"camera-show", "print a camera file's keys", defineCameraShow, cameraShowStep},
     {"camera-save", "write a camera file", defineCameraSave, cameraSaveStep},
+    {"project", "open a project (\"Open Project...\")", defineProject, projectStep},
+    {"close-project", "close the project (\"Close Project\")", defineNothing, closeProjectStep},
     {"convert", "convert a length, pressure or temperature", defineConvert, convertStep},
+    {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 
 }  // namespace

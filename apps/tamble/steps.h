@@ -59,6 +59,11 @@ void markersStep(session& s, const stepArgs& a);
 void cameraShowStep(session& s, const stepArgs& a);
 void cameraSaveStep(session& s, const stepArgs& a);
 void convertStep(session& s, const stepArgs& a);
+void projectStep(session& s, const stepArgs& a);
+void closeProjectStep(session& s, const stepArgs& a);
+// The synthetic run (synthStep.cpp), with the arguments it defines.
+void defineSynth(CLI::App& app, stepArgs& a);
+void synthStep(session& s, const stepArgs& a);
 
 // "NAME=VALUE" split at its first '='; a usage error without one.
 std::pair<std::string, std::string> splitPair(const std::string& word, const char* form);

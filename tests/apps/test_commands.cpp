@@ -42,7 +42,7 @@ TEST_F(CliTable, ListsRowsWithNamesLabelsAndAvailability) {
   const auto all = lines(r.out);
   EXPECT_EQ(all.front(), "MC");
   EXPECT_NE(std::find(all.begin(), all.end(), "B Convert"), all.end());
-  EXPECT_EQ(r.out.find("auto-mark"), std::string::npos);
+  EXPECT_EQ(r.out.find("auto-mark-by-reference"), std::string::npos);
   EXPECT_NE(r.out.find("  ----"), std::string::npos);
   EXPECT_EQ(tamble("commands").out, r.out);
 }

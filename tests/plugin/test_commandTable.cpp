@@ -75,8 +75,10 @@ TEST(CommandTable, BuiltTableOffersTheRowsWithHandlers) {
   }
   // The memory cell (11), both UnDo rows, the ROI and markers buffers (4),
   // the geometric commands (7), the circle-window filters (5), the Wiener filter,
-  // the point operations and ranged filters (6).
-  EXPECT_EQ(commands, 36);
+  // the point operations and ranged filters (6), fill-up (3), marker search
+  // and revision (3), opening and closing a project (2), dark and flat
+  // correction as stages and as tools (4).
+  EXPECT_EQ(commands, 48);
   // No two separators in a row within a group, and none opens an empty group.
   for (std::size_t i = 1; i < info->commands.size(); ++i)
     EXPECT_FALSE(info->commands[i].isSeparator() && info->commands[i - 1].isSeparator() &&

@@ -1,0 +1,232 @@
+// The frames of a synthetic run give back its truth: through the dark and
+// flat stages and the paint's law done by hand, exactly to single precision
+// when nothing disturbs them, to the rounding's bound in 16-bit frames; and
+// the frames keep their stated ranges.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+
+#include "api/markerFiles.h"
+#include "tests/synth/synthRunTest.h"
+
+namespace {
+
+using tamble::testing::handCalculation;
+using tamble::testing::synthRunTest;
+
+using SynthTruth = synthRunTest;
+
+// Nothing but the paint: no noise, no motion, no lens distortion, frames as
+// floats.
+std::vector<std::string> undisturbed(const std::string& paint) {
+  return {"paint=" + paint, "size=256", "noise=0", "motion=0", "distortion=0", "depth=float",
+          "markers=12",     "seed=5"};
+}
+
+// The pixels wholly on the model, where the truth holds.
+template <class Visit>
+int onModel(const zel::image& truth, Visit visit) {
+  int n = 0;
+  for (int y = 0; y < truth.height(); ++y)
+    for (int x = 0; x < truth.width(); ++x)
+      if (truth.ROI()(x, y) && !truth.bkgr()(x, y)) {
+        visit(x, y);
+        ++n;
+      }
+  return n;
+}
+
+// Along the chain (frames, dark, flat, two ratios, the anchor r0 and the
+// law) about twenty single-precision roundings meet; the root r0 loses a
+// factor of about 7 to cancellation. 2e-6 of the value covers them with
+// room, and is still a hundred times finer than the 16-bit rounding.
+constexpr double chainTolerance = 2e-6;
+
+TEST_F(SynthTruth, DoublePaintGivesThePressureToSinglePrecision) {
+  const std::string run = make(undisturbed("double"));
+  const auto frames = corrected(run, true);
+  const handCalculation law(run + "/run.vur", false);
+  const auto truth = truthOf(run, "Pressure");
+  const auto& offS = frames.at("wind_off_sens")->field();
+  const auto& offR = frames.at("wind_off_refe")->field();
+  const auto& onS = frames.at("wind_on_sens")->field();
+  const auto& onR = frames.at("wind_on_refe")->field();
+  double worst = 0.0;
+  const int n = onModel(*truth, [&](int x, int y) {
+    const float p = law.value(offS(x, y) / offR(x, y), onS(x, y) / onR(x, y));
+    worst = std::max(worst, std::fabs(double(p) - truth->field()(x, y)) / truth->field()(x, y));
+  });
+  EXPECT_GT(n, 256 * 256 / 10);
+  EXPECT_LT(worst, chainTolerance);
+}
+
+TEST_F(SynthTruth, SinglePaintGivesThePressureWithTheStatedReferenceValues) {
+  for (const char* lamp : {"lamp=1", "lamp=0.95"}) {
+    std::vector<std::string> words = undisturbed("single");
+    words.push_back(lamp);
+    const std::string run = make(words, lamp);
+    EXPECT_FALSE(std::filesystem::exists(run + "/wind_off_refe.tif"));
+    const auto frames = corrected(run, false);
+    const handCalculation law(run + "/run.vur", false);
+    // The reference values of a single paint, as the run states them.
+    EXPECT_EQ(truthValue(run, "ForSingle", "key_unit_value"), "1");
+    const float off = std::stof(truthValue(run, "ForSingle", "wind_off_refe_value"));
+    const float on = std::stof(truthValue(run, "ForSingle", "wind_on_refe_value"));
+    const auto truth = truthOf(run, "Pressure");
+    const auto& offS = frames.at("wind_off_sens")->field();
+    const auto& onS = frames.at("wind_on_sens")->field();
+    double worst = 0.0;
+    const int n = onModel(*truth, [&](int x, int y) {
+      const float p = law.value(offS(x, y) / off, onS(x, y) / on);
+      worst = std::max(worst, std::fabs(double(p) - truth->field()(x, y)) / truth->field()(x, y));
+    });
+    EXPECT_GT(n, 256 * 256 / 10) << lamp;
+    EXPECT_LT(worst, chainTolerance) << lamp;
+  }
+}
+
+TEST_F(SynthTruth, TemperaturePaintGivesTheTemperatureToSinglePrecision) {
+  const std::string run = make(undisturbed("temperature"));
+  const auto frames = corrected(run, false);
+  const handCalculation law(run + "/run.vur", true);
+  EXPECT_EQ(get_paint().paintUnit, "bar");
+  const auto truth = truthOf(run, "T");
+  EXPECT_FALSE(std::filesystem::exists(run + "/truth_Pressure.imp"));
+  const auto& offS = frames.at("wind_off_sens")->field();
+  const auto& onS = frames.at("wind_on_sens")->field();
+  double worst = 0.0, lowest = 1e9, highest = -1e9;
+  const int n = onModel(*truth, [&](int x, int y) {
+    const float t = law.value(offS(x, y), onS(x, y));
+    worst = std::max(worst, std::fabs(double(t) - truth->field()(x, y)));
+    lowest = std::min(lowest, double(truth->field()(x, y)));
+    highest = std::max(highest, double(truth->field()(x, y)));
+  });
+  EXPECT_GT(n, 256 * 256 / 10);
+  // Degrees: the law's terms reach about 120 degrees (A near -46, B r near
+  // 66) and cancel to a value near 25, so the tolerance is taken of them.
+  EXPECT_LT(worst, chainTolerance * 120.0);
+  // The field is not flat: laminar and turbulent flow differ by degrees.
+  EXPECT_GT(highest - lowest, 2.0);
+}
+
+// The pressure coefficient, the ratio and the pressure agree with the flow
+// state, and the tap files carry the true pressure where the taps are.
+TEST_F(SynthTruth, TrueMapsAndTapsAgreeWithTheFlowState) {
+  const std::string run = make({"size=320", "noise=0", "seed=3"});
+  read_vur_data(run + "/run.vur", false);
+  const zel::flowFeatures flow = get_flow();
+  const auto pressure = truthOf(run, "Pressure"), cp = truthOf(run, "Cp");
+  const auto ratio = truthOf(run, "Irefe_Isens");
+  double cpLow = 1e9, cpHigh = -1e9;
+  onModel(*pressure, [&](int x, int y) {
+    const double p = pressure->field()(x, y);
+    EXPECT_NEAR(cp->field()(x, y), (p - flow.P_static) / flow.P_dynamic, 1e-5);
+    // Lower pressure, brighter paint: the ratio falls below 1 where the
+    // pressure falls below the wind-off pressure.
+    EXPECT_EQ(ratio->field()(x, y) < 1.0f, p < flow.P_wind_off);
+    cpLow = std::min(cpLow, double(cp->field()(x, y)));
+    cpHigh = std::max(cpHigh, double(cp->field()(x, y)));
+  });
+  // A suction peak, a plateau and a recovery: Cp spans well over one unit.
+  EXPECT_LT(cpLow, -1.0);
+  EXPECT_GT(cpHigh, 0.1);
+  EXPECT_EQ(pressure->bkgr()(0, 0), true);
+  EXPECT_EQ(pressure->field()(0, 0), 0.0f);
+
+  zel::markersArray taps;
+  zel::load_markers(run + "/ports.mrk", taps, 0);
+  ASSERT_EQ(taps.count(), 12);
+  EXPECT_EQ(taps.functionName, "Pressure");
+  for (const marker& t : taps.items) {
+    // Bilinear in the true map: the taps lie away from the model's edges.
+    const int x = static_cast<int>(t.x), y = static_cast<int>(t.y);
+    const double fx = t.x - x, fy = t.y - y;
+    const auto& P = pressure->field();
+    const double there = (1 - fy) * ((1 - fx) * P(x, y) + fx * P(x + 1, y)) +
+                         fy * ((1 - fx) * P(x, y + 1) + fx * P(x + 1, y + 1));
+    EXPECT_NEAR(t.f, there, 0.02 * flow.P_dynamic) << "tap " << t.id;
+  }
+}
+
+// 16-bit frames round the signal to whole counts; the dark frames are whole
+// already and the flats cancel in the two ratios. Without noise the ratio
+// is therefore off by no more than half a count in each of the four frames.
+TEST_F(SynthTruth, RoundingToWholeCountsIsTheOnlyErrorOfQuietFrames) {
+  const std::string run =
+      make({"paint=double", "size=256", "noise=0", "motion=0", "distortion=0", "markers=12"});
+  const auto frames = corrected(run, true);
+  const auto truth = truthOf(run, "Irefe_Isens");
+  std::map<std::string, std::unique_ptr<zel::image>> raw, dark;
+  for (const char* name : {"wind_off_sens", "wind_on_sens", "wind_off_refe", "wind_on_refe"}) {
+    raw[name] = frameOf(run, name);
+    const std::string n = name;
+    dark[name] = frameOf(run, n.substr(0, n.rfind('_')) + "_dark" + n.substr(n.rfind('_')));
+  }
+  int beyond = 0;
+  double worst = 0.0;
+  onModel(*truth, [&](int x, int y) {
+    double bound = 2e-6;
+    for (const auto& [name, img] : raw) bound += 0.5 / (img->field()(x, y) - dark[name]->field()(x, y));
+    const double a = frames.at("wind_off_sens")->field()(x, y) / frames.at("wind_off_refe")->field()(x, y);
+    const double b = frames.at("wind_on_sens")->field()(x, y) / frames.at("wind_on_refe")->field()(x, y);
+    const double error = std::fabs((a / b) / truth->field()(x, y) - 1.0);
+    worst = std::max(worst, error);
+    if (error > bound) ++beyond;
+  });
+  EXPECT_EQ(beyond, 0);
+  EXPECT_GT(worst, 1e-6);  // the frames really are rounded
+}
+
+// Every camera image spans 12 to 14 bits above the lowest pixel and stays
+// below 2^14; nothing touches either end of the 16-bit range.
+TEST_F(SynthTruth, FramesKeepTheirRanges) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"paint=double", "size=384", "seed=2"},
+        std::vector<std::string>{"paint=single", "size=384", "sign=bright", "noise=3"},
+        std::vector<std::string>{"paint=temperature", "size=400x300", "motion=10"}}) {
+    const auto run = tamble::synth::makeRun(tamble::synth::parseRunOptions(words));
+    for (const auto& f : run->frames) {
+      const auto [low, high] = std::minmax_element(f.values.data, f.values.data + f.values.count);
+      EXPECT_GT(*low, 0.0f) << f.name;
+      EXPECT_LT(*high, 65535.0f) << f.name;
+      EXPECT_TRUE(std::all_of(f.values.data, f.values.data + f.values.count,
+                              [](float v) { return v == std::nearbyint(v); }))
+          << f.name << " holds whole counts";
+      if (f.name.find("dark") != std::string::npos || f.name.find("flat") != std::string::npos)
+        continue;
+      EXPECT_LT(*high, 16384.0f) << f.name << " " << words[0];
+      EXPECT_GE(*high - *low, 4096.0f) << f.name << " " << words[0];
+    }
+    // The flat frames stay within the sound band of the flat correction, so
+    // that it divides every pixel and fills none up.
+    for (const char* name : {"flat_sens", "flat_refe"}) {
+      const auto& v = run->find(name)->values;
+      double sum = 0.0;
+      for (std::uint64_t i = 0; i < v.count; ++i) sum += v.data[i];
+      const double mean = sum / v.count;
+      const auto [low, high] = std::minmax_element(v.data, v.data + v.count);
+      EXPECT_GT(*low / mean, 0.5) << name;
+      EXPECT_LT(*high / mean, 1.5) << name;
+    }
+  }
+}
+
+// The 16-bit frames on disk hold the run's values: read back, pixel for
+// pixel, as the conversion reads them.
+TEST_F(SynthTruth, SixteenBitFramesReadBackAsWritten) {
+  const auto run = tamble::synth::makeRun(tamble::synth::parseRunOptions({"size=200x150"}));
+  const std::string folder = path("run");
+  tamble::synth::writeRun(*run, folder);
+  for (const auto& f : run->frames) {
+    const auto back = frameOf(folder, f.name);
+    ASSERT_EQ(back->width(), 200);
+    ASSERT_EQ(back->height(), 150);
+    EXPECT_EQ(std::memcmp(back->field().data, f.values.data, f.values.count * sizeof(float)), 0)
+        << f.name;
+    EXPECT_EQ(std::filesystem::file_size(folder + "/" + f.name + ".tif") / 1000, 200u * 150 * 2 / 1000)
+        << "stored uncompressed";
+  }
+}
+
+}  // namespace
