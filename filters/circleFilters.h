@@ -20,7 +20,7 @@ using filterMask = zel::arrayStore<bool, 2>;
 
 // Median over the circle of diameter `diameter` (made odd by 2*(N/2)+1); an
 // even sample count gives the lower middle, no sample keeps the pixel.
-void MedianCircle(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
+void MedianCircle(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
                   int diameter);
 // Median over the full square, masks ignored; the band of N/2 pixels along
 // every edge becomes 0 once a pass has run.
@@ -30,11 +30,11 @@ void MedianSquare(filterField& field, filterMask& bkgr, filterMask& ROI, int ite
 void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
                 int diameter);
 // Separable Gauss, renormalised over the samples present at each pixel.
-void GaussSeparable(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
-                    float diameter);
+void GaussSeparable(filterField& field, const filterMask& bkgr, const filterMask& ROI,
+                    int iterations, float diameter);
 // Weights fall with distance in the image and in intensity/height.
-void Filter3D(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations, float diameter,
-              float height, bool rational);
+void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
+              float diameter, float height, bool rational);
 // Over valid pixels; both 0 when there is none.
 void FieldMinMax(const filterField& field, const filterMask& bkgr, const filterMask& ROI,
                  float& min, float& max);

@@ -1,8 +1,18 @@
 // The 3D filter: a Gauss in (x, y, intensity/height). Rows are computed in
-// parallel in blocks; between blocks the progress goes to the host, so the
-// host is only ever called from the calling thread.
+// parallel; the calling thread, between its rows, reports the rows done by
+// all to the host, so the host is only ever called from the calling thread.
+//
+// A row is summed cell by cell across the whole row, so each pixel adds its
+// cells in the circle's order, as one pixel at a time would. A cell outside
+// the image is left out of the row's range; a blocked cell adds +0, which
+// leaves the sums' bits as skipping it would (they start at +0 and never
+// become -0).
+#include <omp.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,7 +25,6 @@ namespace tamble {
 namespace {
 
 constexpr int progressRange = 500;
-constexpr int rowsPerBlock = 32;
 
 struct weightedCell {
   int dx, dy;
@@ -32,36 +41,70 @@ std::vector<weightedCell> kernelCells(int R) {
   return cells;
 }
 
+// One cell's terms for n pixels: v the cell's samples, c the centres; with
+// blk, blocked samples add +0.
+template <bool masked>
+TAMBLE_CLONES void addRational(float kern, const float* v, const float* c, const std::uint8_t* blk,
+                               float* __restrict s, float* __restrict sw, int n) {
+  for (int i = 0; i < n; ++i) {
+    const float d = v[i] - c[i];
+    const float w = kern / (d * d + 1.0f);
+    const float term = w * v[i];
+    if constexpr (masked) {
+      s[i] += blk[i] ? 0.0f : term;
+      sw[i] += blk[i] ? 0.0f : w;
+    } else {
+      s[i] += term;
+      sw[i] += w;
+    }
+  }
+}
+
+void addExponential(float kern, const float* v, const float* c, const std::uint8_t* blk, float* s,
+                    float* sw, int n) {
+  for (int i = 0; i < n; ++i) {
+    if (blk && blk[i]) continue;
+    const float d = v[i] - c[i];
+    const float w = std::exp(-(d * d)) * kern;
+    s[i] += w * v[i];
+    sw[i] += w;
+  }
+}
+
 struct filter3DPass {
-  const std::vector<float>& A;
-  std::vector<float>& B;
+  const std::vector<float>& A;  // the field over the height, 0 where blocked
+  float* out;                   // written at valid pixels only
   const std::vector<std::uint8_t>& blocked;
+  const std::vector<char>& rowBlocked;  // whether a row holds a blocked pixel
   const std::vector<weightedCell>& cells;
-  int W, H;
+  int W, H, R;
   float h;
   bool rational;
 
   void row(int y) const {
-    for (int x = 0; x < W; ++x) {
-      const std::size_t i = static_cast<std::size_t>(y) * W + x;
-      if (!blocked[i]) B[i] = pixel(x, y, A[i]);
-    }
-  }
-
-  float pixel(int x, int y, float c) const {
-    float s = 0.0f, sw = 0.0f;
+    thread_local std::vector<float> s, sw;
+    s.assign(W, 0.0f);
+    sw.assign(W, 0.0f);
+    const std::size_t at = static_cast<std::size_t>(y) * W;
+    const float* centre = A.data() + at;
     for (const weightedCell& k : cells) {
-      const int sx = x + k.dx, sy = y + k.dy;
-      if (sx < 0 || sx >= W || sy < 0 || sy >= H) continue;
-      const std::size_t j = static_cast<std::size_t>(sy) * W + sx;
-      if (blocked[j]) continue;
-      const float v = A[j];
-      const float d = v - c;
-      const float w = rational ? k.kern / (d * d + 1.0f) : std::exp(-(d * d)) * k.kern;
-      s += w * v;
-      sw += w;
+      const int r = y + k.dy;
+      if (r < 0 || r >= H) continue;
+      const int x0 = std::max(0, -k.dx), x1 = std::min(W, W - k.dx);
+      if (x1 <= x0) continue;
+      const std::size_t from = static_cast<std::size_t>(r) * W + x0 + k.dx;
+      const float* v = A.data() + from;
+      const std::uint8_t* blk = rowBlocked[r] ? blocked.data() + from : nullptr;
+      if (!rational)
+        addExponential(k.kern, v, centre + x0, blk, s.data() + x0, sw.data() + x0, x1 - x0);
+      else if (blk)
+        addRational<true>(k.kern, v, centre + x0, blk, s.data() + x0, sw.data() + x0, x1 - x0);
+      else
+        addRational<false>(k.kern, v, centre + x0, nullptr, s.data() + x0, sw.data() + x0, x1 - x0);
     }
-    return sw > 1e-30f ? s * h / sw : 0.0f;
+    const std::uint8_t* own = blocked.data() + at;
+    for (int x = 0; x < W; ++x)
+      if (!own[x]) out[at + x] = sw[x] > 1e-30f ? s[x] * h / sw[x] : 0.0f;
   }
 };
 
@@ -78,8 +121,8 @@ void reportProgress(long long done, long long total, int& shown) {
 
 }  // namespace
 
-void Filter3D(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations, float diameter,
-              float height, bool rational) {
+void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
+              float diameter, float height, bool rational) {
   const int W = field.width(), H = field.height();
   hostUi().progress("3D Filter", 0);
   const int R = (static_cast<int>(std::trunc(diameter + 0.5)) + 1) / 2;
@@ -88,24 +131,42 @@ void Filter3D(filterField& field, filterMask& bkgr, filterMask& ROI, int iterati
     hostUi().progress("3D Filter", 100);
     return;
   }
+  if (!field.sameExtent(bkgr) || !bkgr.sameExtent(ROI)) zel::raise<zel::DimError>();
   const std::vector<weightedCell> cells = kernelCells(R);
-  const std::vector<std::uint8_t> blocked = circle::blockedMap(bkgr, ROI);
-  std::vector<float> B(field.count), A(field.count);
-  for (std::size_t i = 0; i < field.count; ++i) B[i] = blocked[i] ? 0.0f : field.data[i];
+  std::vector<std::uint8_t> blocked(field.count);
+  std::vector<char> rowBlocked(H);
+  zel::forEachRow(H, field.count, [&](int y) {
+    const std::size_t at = static_cast<std::size_t>(y) * W;
+    rowBlocked[y] = circle::blockedRow(bkgr.data, ROI.data, W, y, blocked.data() + at);
+  });
+  // Each pass reads A and writes the field's valid pixels, which A does not
+  // depend on during the pass.
+  std::vector<float> A(field.count);
   const float inverse = 1.0f / height;
   const long long total = static_cast<long long>(H) * std::max(iterations, 1);
   int shown = 0;
   for (int pass = 0; pass < iterations; ++pass) {
-    for (std::size_t i = 0; i < B.size(); ++i) A[i] = B[i] * inverse;
-    const filter3DPass work{A, B, blocked, cells, W, H, height, rational};
-    for (int y0 = 0; y0 < H; y0 += rowsPerBlock) {
-      const int rows = std::min(rowsPerBlock, H - y0);
-      zel::forEachRow(rows, field.count, [&](int r) { work.row(y0 + r); });
-      reportProgress(static_cast<long long>(pass) * H + y0 + rows, total, shown);
+    const filter3DPass work{A, field.data, blocked, rowBlocked, cells, W, H, R, height, rational};
+    const long long before = static_cast<long long>(pass) * H;
+    std::atomic<int> done{0};
+#pragma omp parallel if (field.count >= zel::parallelThreshold)
+    {
+#pragma omp for schedule(static)
+      for (int y = 0; y < H; ++y) {
+        const std::size_t at = static_cast<std::size_t>(y) * W;
+        for (std::size_t i = at; i < at + W; ++i)
+          A[i] = (blocked[i] ? 0.0f : field.data[i]) * inverse;
+      }
+      const bool caller = omp_get_thread_num() == 0;
+#pragma omp for schedule(dynamic, 4) nowait
+      for (int y = 0; y < H; ++y) {
+        work.row(y);
+        const int rows = done.fetch_add(1, std::memory_order_relaxed) + 1;
+        if (caller) reportProgress(before + rows, total, shown);
+      }
     }
+    reportProgress(before + H, total, shown);
   }
-  for (std::size_t i = 0; i < field.count; ++i)
-    if (!blocked[i]) field.data[i] = B[i];
   if (shown != 100) hostUi().progress("3D Filter", 100);
 }
 

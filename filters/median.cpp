@@ -1,16 +1,21 @@
 // Median filters: MedianCircle over a circle of cells, MedianSquare over the
 // full square, MedianFast through a shrunk copy.
 //
-// Where the whole window lies in the image and every cell is a sample, the
-// middle is found for 64 pixels at once by forgetful selection on whole rows
-// of samples; elsewhere, or for windows above 25 cells, by std::nth_element.
-// Both give the sample value a full sort would, so the output is the same.
+// Where a window holds no blocked pixel, the middle is selected by a fixed
+// network of min/max steps run on many pixels at once: for the whole 3 by 3
+// window, the middle of the columns' low, middle and high values; otherwise
+// forgetful selection over the 9, 21 or 25 cells, cells outside the image
+// standing in as -inf or +inf. Near blocked pixels, and for larger windows,
+// std::nth_element. All give the sample value a full sort would, so the
+// output is the same.
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "api/markers.h"
-#include "api/parallel.h"
 #include "filters/circleFilters.h"
 #include "filters/circleWork.h"
 #include "geometry/transforms.h"
@@ -19,104 +24,276 @@ namespace tamble {
 namespace {
 
 using circle::cell;
+using circle::window;
 
-constexpr int lanes = 64;
-constexpr std::size_t largestSelection = 25;
+#define TAMBLE_INLINE __attribute__((always_inline)) inline
+// Puts the lower of a and b into a and the higher into b.
+TAMBLE_INLINE void order(float& a, float& b) {
+  const float lo = std::min(a, b), hi = std::max(a, b);
+  a = lo;
+  b = hi;
+}
 
-// One pass of a median over `cells` from `old` into `out`, for one row.
-// `full[x]` says whether the window at x is complete and all samples; `take`
-// says whether pixel x is written at all; `sampleOk(i)` whether a pixel is a
-// sample in the general path; `middle(n)` the 0-based rank of the result.
-struct medianRow {
-  const float* old;
-  float* out;
-  int W, H;
-  const std::vector<cell>& cells;
-  std::vector<float> samples;
-  std::vector<float> laneBuf;
-  std::vector<float*> rows;
+TAMBLE_INLINE float middleOf3(float p, float q, float r) {
+  return std::max(std::min(p, q), std::min(std::max(p, q), r));
+}
 
-  medianRow(const float* o, float* n, int w, int h, const std::vector<cell>& c)
-      : old(o), out(n), W(w), H(h), cells(c), samples(c.size()) {
-    if (c.size() <= largestSelection) {
-      laneBuf.resize(c.size() * lanes);
-      rows.resize(c.size());
-    }
+// The median of the 3 by 3 windows centred on x0 .. x1-1 of row b, with a the
+// row above and c the row below. Each column is sorted; the median of the
+// nine is the middle of the highest low, the middle of the middles and the
+// lowest high.
+TAMBLE_CLONES void middleOf3x3(const float* __restrict a, const float* __restrict b,
+                               const float* __restrict c, float* __restrict out, int x0, int x1) {
+  for (int x = x0; x < x1; ++x) {
+    float a0 = a[x - 1], b0 = b[x - 1], c0 = c[x - 1];
+    float a1 = a[x], b1 = b[x], c1 = c[x];
+    float a2 = a[x + 1], b2 = b[x + 1], c2 = c[x + 1];
+    order(a0, b0);
+    order(b0, c0);
+    order(a0, b0);
+    order(a1, b1);
+    order(b1, c1);
+    order(a1, b1);
+    order(a2, b2);
+    order(b2, c2);
+    order(a2, b2);
+    const float low = std::max(a0, std::max(a1, a2));
+    const float high = std::min(c0, std::min(c1, c2));
+    out[x] = middleOf3(low, middleOf3(b0, b1, b2), high);
   }
+}
 
-  bool batched() const { return !laneBuf.empty(); }
+// Forgetful selection of the middle of N values (N odd), as a list of
+// min/max steps: keep N/2 + 2 values, move the least and the greatest to the
+// ends and drop them, take in the next value, and so on.
+struct step {
+  int lo, hi;
+};
 
-  // Pixels x0..x0+count-1 of row y, all with complete windows.
-  void fullRun(int y, int x0, int count) {
-    const int n = static_cast<int>(cells.size());
-    for (int start = x0; start < x0 + count; start += lanes) {
-      const int k = std::min(lanes, x0 + count - start);
-      for (int c = 0; c < n; ++c) {
-        rows[c] = laneBuf.data() + static_cast<std::size_t>(c) * lanes;
-        const float* src =
-            old + static_cast<std::size_t>(y + cells[c].dy) * W + start + cells[c].dx;
-        std::memcpy(rows[c], src, sizeof(float) * k);
+constexpr int forgetfulSteps(int n) {
+  int size = n / 2 + 2, next = size, steps = 0;
+  for (;;) {
+    steps += (size - 1) + (size - 2);
+    size -= 2;
+    if (next == n) return steps;
+    ++size;
+    ++next;
+  }
+}
+
+template <int N>
+struct forgetful {
+  std::array<step, forgetfulSteps(N)> steps{};
+  int middle = 0;  // the value that holds the median at the end
+  constexpr forgetful() {
+    std::array<int, N> set{};
+    for (int i = 0; i < N; ++i) set[i] = i;
+    int first = 0, size = N / 2 + 2, next = size, s = 0;
+    for (;;) {
+      for (int i = 1; i < size; ++i) steps[s++] = {set[first], set[first + i]};
+      for (int i = 1; i < size - 1; ++i) steps[s++] = {set[first + i], set[first + size - 1]};
+      ++first;  // drop the least and the greatest
+      size -= 2;
+      if (next == N) {
+        middle = set[first];
+        return;
       }
-      const float* mid = circle::middleOfRows(rows.data(), n, k);
-      std::memcpy(out + static_cast<std::size_t>(y) * W + start, mid, sizeof(float) * k);
+      set[first + size] = next++;
+      ++size;
     }
-  }
-
-  // The general path; answers the sample count (0: nothing taken).
-  template <class Ok>
-  int gather(int x, int y, Ok&& sampleOk) {
-    int n = 0;
-    for (const cell& c : cells) {
-      const int sx = x + c.dx, sy = y + c.dy;
-      if (sx < 0 || sx >= W || sy < 0 || sy >= H) continue;
-      const std::size_t i = static_cast<std::size_t>(sy) * W + sx;
-      if (sampleOk(i)) samples[n++] = old[i];
-    }
-    return n;
-  }
-
-  float select(int n, int rank) {
-    std::nth_element(samples.begin(), samples.begin() + rank, samples.begin() + n);
-    return samples[rank];
   }
 };
 
-// Whether the square window of reach R at each x of row y holds no blocked
-// pixel and lies inside the image.
-void completeWindows(const std::vector<std::uint8_t>* blocked, int W, int H, int R, int y,
-                     std::vector<std::uint8_t>& column, std::vector<std::uint8_t>& full) {
-  std::fill(full.begin(), full.end(), 0);
-  if (y < R || y >= H - R) return;
-  std::fill(column.begin(), column.end(), 0);
-  if (blocked)
-    for (int dy = -R; dy <= R; ++dy) {
-      const std::uint8_t* b = blocked->data() + static_cast<std::size_t>(y + dy) * W;
-      for (int x = 0; x < W; ++x) column[x] |= b[x];
-    }
-  for (int x = R; x < W - R; ++x) {
-    std::uint8_t any = 0;
-    for (int dx = -R; dx <= R; ++dx) any |= column[x + dx];
-    full[x] = !any;
+template <int N>
+inline constexpr forgetful<N> network{};
+
+template <int N, std::size_t... I>
+TAMBLE_INLINE void runNetwork(float* v, std::index_sequence<I...>) {
+  (order(v[network<N>.steps[I].lo], v[network<N>.steps[I].hi]), ...);
+}
+
+// The median of N cells for `count` pixels: cell c of pixel x is at[c][x].
+template <int N>
+TAMBLE_CLONES void middleOfCells(const float* const* at, float* __restrict out, int count) {
+  const float* p[N];
+#pragma GCC unroll 32
+  for (int c = 0; c < N; ++c) p[c] = at[c];
+  for (int x = 0; x < count; ++x) {
+    float v[N];
+#pragma GCC unroll 32
+    for (int c = 0; c < N; ++c) v[c] = p[c][x];
+    runNetwork<N>(v, std::make_index_sequence<network<N>.steps.size()>{});
+    out[x] = v[network<N>.middle];
   }
 }
 
-// Runs of complete windows go to the batched path, the rest to `single`.
-template <class Single>
-void filterRow(medianRow& m, const std::vector<std::uint8_t>& full, int y, Single&& single) {
-  const int W = m.W;
-  int x = 0;
-  while (x < W) {
-    if (m.batched() && full[x]) {
-      int end = x;
-      while (end < W && full[end]) ++end;
-      m.fullRun(y, x, end - x);
-      x = end;
-    } else {
-      single(x);
-      ++x;
+// The row work of one band: the networks where no pixel of the window is
+// blocked, else gathering the samples and selecting.
+struct medianRow {
+  const std::vector<cell>& cells;
+  int W, R;
+  bool square;  // MedianSquare: no masks, the edge band is 0
+  std::vector<float> samples;
+  std::vector<const float*> at;
+  std::vector<std::uint8_t> column, wholeAt;
+  // Stand-ins for the cells that lie outside the image.
+  std::vector<float> lowest, highest;
+
+  medianRow(const std::vector<cell>& c, int w, int r, bool sq)
+      : cells(c),
+        W(w),
+        R(r),
+        square(sq),
+        samples(c.size()),
+        at(c.size()),
+        column(w),
+        wholeAt(w),
+        lowest(w, -std::numeric_limits<float>::infinity()),
+        highest(w, std::numeric_limits<float>::infinity()) {}
+
+  bool networked() const {
+    const std::size_t n = cells.size();
+    return n == 1 || n == 9 || n == 21 || n == 25;
+  }
+
+  void network(float* out, int x0, int x1) {
+    switch (cells.size()) {
+      case 9: middleOfCells<9>(at.data(), out + x0, x1 - x0); return;
+      case 21: middleOfCells<21>(at.data(), out + x0, x1 - x0); return;
+      default: middleOfCells<25>(at.data(), out + x0, x1 - x0); return;
     }
   }
-}
+
+  // The network over x0 .. x1-1, whose windows lie in the image and hold no
+  // blocked pixel.
+  void whole(const window& w, float* out, int x0, int x1) {
+    const std::size_t n = cells.size();
+    if (n == 1) {
+      std::copy(w.rows[R] + x0, w.rows[R] + x1, out + x0);
+      return;
+    }
+    if (n == 9) {
+      middleOf3x3(w.rows[0], w.rows[1], w.rows[2], out, x0, x1);
+      return;
+    }
+    // x0 >= R, so every pointer lies inside its row.
+    for (std::size_t c = 0; c < n; ++c) at[c] = w.rows[cells[c].dy + R] + x0 + cells[c].dx;
+    network(out, x0, x1);
+  }
+
+  // The network over x0 .. x1-1 where the window holds no blocked pixel and
+  // the same cells lie outside the image for every x. With m cells outside
+  // and n = N - m samples, a of them count as -inf and the others as +inf,
+  // a = (N + 1)/2 - (n + 1)/2, so that the middle of all N is the lower
+  // middle of the n samples.
+  void clipped(const window& w, float* out, int x0, int x1) {
+    const int N = static_cast<int>(cells.size());
+    if (N == 1) {
+      std::copy(w.rows[R] + x0, w.rows[R] + x1, out + x0);
+      return;
+    }
+    auto present = [&](const cell& c) {
+      return w.rows[c.dy + R] && x0 + c.dx >= 0 && x1 - 1 + c.dx < W;
+    };
+    int n = 0;
+    for (const cell& c : cells) n += present(c);
+    int low = (N + 1) / 2 - (n + 1) / 2;
+    for (int c = 0; c < N; ++c) {
+      const cell& k = cells[c];
+      if (present(k))
+        at[c] = w.rows[k.dy + R] + x0 + k.dx;
+      else
+        at[c] = low-- > 0 ? lowest.data() : highest.data();
+    }
+    network(out, x0, x1);
+  }
+
+  // One pixel the plain way: the valid samples inside the image, then the
+  // lower middle (rank (n + 1)/2 from 1); with no sample the pixel stays.
+  float gathered(const window& w, int x) {
+    int n = 0;
+    for (const cell& c : cells) {
+      const float* row = w.rows[c.dy + R];
+      const int sx = x + c.dx;
+      if (!row || sx < 0 || sx >= W) continue;
+      const std::uint8_t* blk = w.blocked[c.dy + R];
+      if (blk && blk[sx]) continue;
+      samples[n++] = row[sx];
+    }
+    if (n == 0) return w.rows[R][x];
+    const int rank = (n + 1) / 2 - 1;
+    std::nth_element(samples.begin(), samples.begin() + rank, samples.begin() + n);
+    return samples[rank];
+  }
+
+  void operator()(const window& w, float* out) {
+    if (square) {
+      squareRow(w, out);
+      return;
+    }
+    const float* own = w.rows[R];
+    const std::uint8_t* ownBlocked = w.blocked[R];
+    auto single = [&](int x) { out[x] = ownBlocked && ownBlocked[x] ? own[x] : gathered(w, x); };
+    const int x0 = std::min(R, W), x1 = std::max(x0, W - R);
+    if (!networked()) {
+      for (int x = 0; x < W; ++x) single(x);
+      return;
+    }
+    if (w.unblocked) {
+      for (int x = 0; x < x0; ++x) clipped(w, out, x, x + 1);
+      if (w.inside)
+        whole(w, out, x0, x1);
+      else if (x1 > x0)
+        clipped(w, out, x0, x1);
+      for (int x = x1; x < W; ++x) clipped(w, out, x, x + 1);
+      return;
+    }
+    for (int x = 0; x < x0; ++x) single(x);
+    for (int x = x1; x < W; ++x) single(x);
+    if (!w.inside) {
+      for (int x = x0; x < x1; ++x) single(x);
+      return;
+    }
+    // Whole windows: no blocked pixel in the square around x.
+    std::fill(column.begin(), column.end(), 0);
+    for (int k = 0; k <= 2 * R; ++k)
+      if (const std::uint8_t* blk = w.blocked[k])
+        for (int x = 0; x < W; ++x) column[x] |= blk[x];
+    for (int x = x0; x < x1; ++x) {
+      std::uint8_t hit = 0;
+      for (int dx = -R; dx <= R; ++dx) hit |= column[x + dx];
+      wholeAt[x] = !hit;
+    }
+    for (int x = x0; x < x1;) {
+      int end = x;
+      while (end < x1 && wholeAt[end]) ++end;
+      if (end > x) {
+        whole(w, out, x, end);
+        x = end;
+      } else {
+        single(x++);
+      }
+    }
+  }
+
+  // MedianSquare: the full square where it lies in the image, else 0.
+  void squareRow(const window& w, float* out) {
+    std::fill(out, out + W, 0.0f);
+    const int x0 = R, x1 = W - R;
+    if (!w.inside || x1 <= x0) return;
+    if (networked()) {
+      whole(w, out, x0, x1);
+      return;
+    }
+    const int rank = (static_cast<int>(cells.size()) + 1) / 2 - 1;
+    for (int x = x0; x < x1; ++x) {
+      int n = 0;
+      for (const cell& c : cells) samples[n++] = w.rows[c.dy + R][x + c.dx];
+      std::nth_element(samples.begin(), samples.begin() + rank, samples.begin() + n);
+      out[x] = samples[rank];
+    }
+  }
+};
 
 std::vector<cell> squareCells(int R) {
   std::vector<cell> cells;
@@ -127,61 +304,25 @@ std::vector<cell> squareCells(int R) {
 
 }  // namespace
 
-void MedianCircle(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
+void MedianCircle(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
                   int diameter) {
+  if (!field.sameExtent(bkgr) || !bkgr.sameExtent(ROI)) zel::raise<zel::DimError>();
   const int W = field.width(), H = field.height();
-  if (!field.sameExtent(bkgr)) zel::raise<zel::DimError>();
   const int R = diameter / 2;
   const std::vector<cell> cells = circle::circleCells(R);
-  const std::vector<std::uint8_t> blocked = circle::blockedMap(bkgr, ROI);
-  std::vector<float> fresh(field.data, field.data + field.count);
-  std::vector<float> old(field.count);
-  for (int pass = 0; pass < iterations; ++pass) {
-    old.swap(fresh);
-    std::fill(fresh.begin(), fresh.end(), 0.0f);
-    zel::forEachRow(H, field.count, [&](int y) {
-      medianRow m(old.data(), fresh.data(), W, H, cells);
-      std::vector<std::uint8_t> column(W), full(W);
-      completeWindows(&blocked, W, H, R, y, column, full);
-      const std::size_t rowStart = static_cast<std::size_t>(y) * W;
-      filterRow(m, full, y, [&](int x) {
-        const std::size_t i = rowStart + x;
-        if (blocked[i]) return;
-        const int n = m.gather(x, y, [&](std::size_t j) { return !blocked[j]; });
-        // Lower middle of an even count: rank (n + 1)/2 from 1.
-        fresh[i] = n == 0 ? old[i] : m.select(n, (n + 1) / 2 - 1);
-      });
-    });
-  }
-  for (std::size_t i = 0; i < field.count; ++i)
-    if (!blocked[i]) field.data[i] = fresh[i];
+  for (int pass = 0; pass < iterations; ++pass)
+    circle::inPlacePass(field.data, bkgr.data, ROI.data, W, H, R,
+                        [&] { return medianRow(cells, W, R, false); });
 }
 
 void MedianSquare(filterField& field, filterMask& /*bkgr*/, filterMask& /*ROI*/, int iterations,
                   int diameter) {
   const int W = field.width(), H = field.height();
   const int R = diameter / 2;
-  const int K = 2 * R + 1;
   const std::vector<cell> cells = squareCells(R);
-  std::vector<float> fresh(field.data, field.data + field.count);
-  std::vector<float> old(field.count);
-  for (int pass = 0; pass < iterations; ++pass) {
-    old.swap(fresh);
-    std::fill(fresh.begin(), fresh.end(), 0.0f);
-    zel::forEachRow(H, field.count, [&](int y) {
-      if (y < R || y >= H - R) return;
-      medianRow m(old.data(), fresh.data(), W, H, cells);
-      std::vector<std::uint8_t> column(W), full(W);
-      completeWindows(nullptr, W, H, R, y, column, full);
-      const std::size_t rowStart = static_cast<std::size_t>(y) * W;
-      filterRow(m, full, y, [&](int x) {
-        if (!full[x]) return;  // the edge band stays 0
-        const int n = m.gather(x, y, [](std::size_t) { return true; });
-        fresh[rowStart + x] = K == 1 ? old[rowStart + x] : m.select(n, (K * K + 1) / 2 - 1);
-      });
-    });
-  }
-  std::copy(fresh.begin(), fresh.end(), field.data);
+  for (int pass = 0; pass < iterations; ++pass)
+    circle::inPlacePass(field.data, nullptr, nullptr, W, H, R,
+                        [&] { return medianRow(cells, W, R, true); });
 }
 
 void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,

@@ -42,6 +42,13 @@ inline layers randomLayers(int w, int h, double blockedShare, unsigned seed) {
   return l;
 }
 
+// Sets `count` pixels picked at random to `value`.
+inline void sprinkle(layers& l, int count, float value, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_int_distribution<std::uint64_t> at(0, l.field.count - 1);
+  for (int i = 0; i < count; ++i) l.field.data[at(gen)] = value;
+}
+
 inline bool sameBits(const zel::arrayStore<float, 2>& a, const zel::arrayStore<float, 2>& b) {
   return a.count == b.count && std::memcmp(a.data, b.data, a.count * sizeof(float)) == 0;
 }

@@ -2,11 +2,17 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "api/imagesList.h"
 #include "filters/circleFilters.h"
 #include "host/paramRecord.h"
+#include "host/platform.h"
 #include "host/store.h"
 #include "plugin/circleFilterCommands.h"
 #include "tests/filters/filterTestImages.h"
@@ -31,6 +37,36 @@ class MedianCommands : public tamble::testing::commandTest {
     return l;
   }
 };
+
+// A user who types into the dialog and may then press Cancel; every dialog
+// shown is kept as key to value, as it opened.
+struct typingUi : tamble::testing::scriptedUi {
+  bool cancel = false;
+  std::vector<std::map<std::string, double>> shown;
+  bool editRecord(paramRecord& record) override {
+    std::map<std::string, double> values;
+    for (std::size_t i = 0; i < record.fields().size(); ++i)
+      values[record.fields()[i].key] = record.value(i);
+    shown.push_back(values);
+    for (const auto& [key, text] : dialogValues) assignParam(record, key, text);
+    return !cancel && !checkRecord(record);
+  }
+};
+
+// Installs a typingUi for the rest of a test, then gives the fixture's back.
+struct typingSession {
+  typingUi ui;
+  HostUi& back;
+  explicit typingSession(HostUi& previous) : back(previous) { setHostUi(&ui); }
+  ~typingSession() { setHostUi(&back); }
+};
+
+std::string fileText(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
 
 bool isReport(const std::string& text) {
   return text.rfind("Operation: ", 0) == 0 && text.size() > 20 &&
@@ -80,6 +116,81 @@ TEST_F(MedianCommands, FilterThresholdRunsWithItsOwnRecord) {
         EXPECT_LE(img.field()(x, y), 60.0f);
       }
   EXPECT_EQ(read_param("FilterThreshold", "m_kind", -1), 0);
+}
+
+TEST_F(MedianCommands, CancelLeavesTheImageTheStoreAndTheRememberedValues) {
+  const tamble::testing::layers original = add();
+  list.recording = true;
+  typingSession session(user.ui);
+  typingUi& ui = session.ui;
+  // One OK first, so that the store and the remembered values hold something.
+  ui.dialogValues = {{"m_diameter", "5"}, {"m_iter", "1"}};
+  MedianFilterCommand(list);
+  const zel::image& img = *list.current();
+  const zel::arrayStore<float, 2> field = img.field();
+  const zel::arrayStore<bool, 2> bkgr = img.bkgr();
+  const std::string stored = fileText(store);
+  const std::size_t actions = list.actions().size();
+  // Values typed, then Cancel: nothing runs, nothing is kept.
+  ui.cancel = true;
+  ui.dialogValues = {{"m_diameter", "7"}, {"m_iter", "3"},      {"m_rl", "9"},
+                     {"m_rlev", "1"},     {"m_kind", "Median"}, {"m_low", "40"}};
+  const std::vector<bool (*)(zel::imagesList&)> commands = {
+      MedianFilterCommand, MedianFastFilterCommand, GaussFilterFastCommand, Filter3DCommand,
+      FilterThresholdCommand};
+  for (auto* command : commands) EXPECT_TRUE(command(list));
+  EXPECT_TRUE(tamble::testing::sameBits(list.current()->field(), field));
+  EXPECT_EQ(std::memcmp(list.current()->bkgr().data, bkgr.data, bkgr.count), 0);
+  EXPECT_EQ(fileText(store), stored);
+  EXPECT_EQ(list.actions().size(), actions);
+  EXPECT_EQ(ui.notices.size(), 1u);  // the report of the first median only
+  // "UnDo" still goes back to before the median: no Cancel took a snapshot.
+  ASSERT_TRUE(list.restoreSnapshot());
+  EXPECT_TRUE(tamble::testing::sameBits(list.current()->field(), original.field));
+  // The next openings start from the values kept before the Cancel.
+  ui.cancel = false;
+  ui.dialogValues.clear();
+  const std::size_t before = ui.shown.size();
+  MedianFilterCommand(list);
+  Filter3DCommand(list);
+  ASSERT_EQ(ui.shown.size(), before + 2);
+  EXPECT_EQ(ui.shown[before].at("m_diameter"), 5.0);
+  EXPECT_EQ(ui.shown[before].at("m_iter"), 1.0);
+  EXPECT_NE(ui.shown[before + 1].at("m_rl"), 9.0);
+}
+
+TEST_F(MedianCommands, ThreeDShowsTheValidRangeAndNeverStoresIt) {
+  add();
+  zel::image& img = *list.current();
+  // Blocked pixels hold values far outside the valid range.
+  img.bkgr()(3, 4) = true;
+  img.field()(3, 4) = -1e6f;
+  img.ROI()(7, 2) = false;
+  img.field()(7, 2) = 1e6f;
+  float lo = 0, hi = 0;
+  FieldMinMax(img.field(), img.bkgr(), img.ROI(), lo, hi);
+  ASSERT_GT(lo, -1e6f);
+  ASSERT_LT(hi, 1e6f);
+  typingSession session(user.ui);
+  typingUi& ui = session.ui;
+  // What the user types into MIN and MAX is not read back.
+  ui.dialogValues = {{"m_rl", "3"}, {"m_rlev", "50"}, {"m_min", "-7"}, {"m_max", "7"}};
+  Filter3DCommand(list);
+  ASSERT_EQ(ui.shown.size(), 1u);
+  EXPECT_EQ(ui.shown[0].at("m_min"), lo);
+  EXPECT_EQ(ui.shown[0].at("m_max"), hi);
+  EXPECT_EQ(reg_get_string("D3Filter", "m_min", "absent"), "absent");
+  EXPECT_EQ(reg_get_string("D3Filter", "m_max", "absent"), "absent");
+  EXPECT_NE(reg_get_string("D3Filter", "m_rlev", "absent"), "absent");
+  // The next opening shows the range of the image as the filter left it.
+  FieldMinMax(img.field(), img.bkgr(), img.ROI(), lo, hi);
+  ui.dialogValues.clear();
+  ui.cancel = true;
+  Filter3DCommand(list);
+  ASSERT_EQ(ui.shown.size(), 2u);
+  EXPECT_EQ(ui.shown[1].at("m_min"), lo);
+  EXPECT_EQ(ui.shown[1].at("m_max"), hi);
+  EXPECT_NE(ui.shown[0].at("m_min"), lo);  // the filter did change the range
 }
 
 }  // namespace

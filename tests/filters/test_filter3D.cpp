@@ -2,9 +2,11 @@
 #include <omp.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "filters/circleFilters.h"
+#include "tests/filters/filterReferences.h"
 #include "tests/filters/filterTestImages.h"
 #include "tests/support/scriptedUi.h"
 
@@ -23,6 +25,28 @@ struct progressUi : tamble::testing::scriptedUi {
   std::vector<int> percents;
   void progress(const std::string&, int percent) override { percents.push_back(percent); }
 };
+
+TEST(Filter3D, EqualsThePixelByPixelSumsBitForBit) {
+  // Both weight forms, circles of reach 1 to 5, images with no, few and many
+  // blocked pixels, over more than one block of rows, two passes.
+  for (bool rational : {true, false})
+    for (float diameter : {1.001f, 3.001f, 5.001f, 9.001f})
+      for (double share : {0.0, 0.003, 0.2}) {
+        layers fast = randomLayers(45, 80, share, 31u);
+        layers plain = fast;
+        tamble::Filter3D(fast.field, fast.bkgr, fast.ROI, 2, diameter, 20.0f, rational);
+        tamble::testing::referenceFilter3D(plain, 2, diameter, 20.0f, rational);
+        EXPECT_TRUE(sameBits(fast.field, plain.field))
+            << "diameter " << diameter << ", share " << share << (rational ? ", rational" : "");
+      }
+  // An infinite sample spoils the sums of the pixels that reach it.
+  layers fast = randomLayers(45, 40, 0.05, 37u);
+  tamble::testing::sprinkle(fast, 6, std::numeric_limits<float>::infinity(), 4u);
+  layers plain = fast;
+  filter3D(fast, 1, 5.001f, 20.0f);
+  tamble::testing::referenceFilter3D(plain, 1, 5.001f, 20.0f, true);
+  EXPECT_TRUE(sameBits(fast.field, plain.field));
+}
 
 TEST(Filter3D, DiameterThreeUsesTheFiveByFiveCircle) {
   // With a height far above the values every intensity weight is 1 and only
@@ -93,15 +117,26 @@ TEST(Filter3D, ReportsProgressUpToTheEnd) {
     EXPECT_GT(ui.percents[i], ui.percents[i - 1]);
 }
 
-TEST(Filter3D, ParallelEqualsSerial) {
+TEST(Filter3D, ParallelEqualsSerialAndReportsFromTheCallingThread) {
   const layers start = randomLayers(400, 300, 0.1, 97u);
-  layers serial = start, parallel = start;
-  omp_set_num_threads(1);
-  filter3D(serial, 1, 5.001f, 20.0f);
-  omp_set_num_threads(4);
-  filter3D(parallel, 1, 5.001f, 20.0f);
+  for (bool rational : {true, false}) {
+    layers serial = start, parallel = start;
+    omp_set_num_threads(1);
+    tamble::Filter3D(serial.field, serial.bkgr, serial.ROI, 2, 5.001f, 20.0f, rational);
+    omp_set_num_threads(4);
+    progressUi ui;
+    tamble::setHostUi(&ui);
+    tamble::Filter3D(parallel.field, parallel.bkgr, parallel.ROI, 2, 5.001f, 20.0f, rational);
+    tamble::setHostUi(nullptr);
+    EXPECT_TRUE(sameBits(serial.field, parallel.field)) << rational;
+    // The percents rise from 0 to 100 while the threads work.
+    ASSERT_GE(ui.percents.size(), 3u);
+    EXPECT_EQ(ui.percents.front(), 0);
+    EXPECT_EQ(ui.percents.back(), 100);
+    for (std::size_t i = 1; i < ui.percents.size(); ++i)
+      EXPECT_GT(ui.percents[i], ui.percents[i - 1]);
+  }
   omp_set_num_threads(omp_get_num_procs());
-  EXPECT_TRUE(sameBits(serial.field, parallel.field));
 }
 
 }  // namespace

@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "filters/circleFilters.h"
+#include "tests/filters/filterReferences.h"
 #include "tests/filters/filterTestImages.h"
 
 namespace {
@@ -70,38 +72,72 @@ TEST(GaussSeparable, RenormalisesAtEdgesAndAroundBlockedPixels) {
   EXPECT_TRUE(std::isnan(l.field(6, 4)));
 }
 
-// The routine the plain way, pixel by pixel, in the same float operations.
-void referenceGauss(layers& l, float D) {
-  const float half = D / 2.0f;
-  const int L = static_cast<int>(std::trunc(2.0f * D + 0.5));  // for 3 < D <= 7
-  const int R = std::max(L / 2, 2);
-  const double limit = std::max(4.0, 4.0 * static_cast<double>(half) * half);
-  std::vector<float> k;
-  for (int t = -R; t <= R; ++t)
-    k.push_back(limit >= t * t ? std::exp(-((t / half) * (t / half))) : 0.0f);
-  for (int axis = 0; axis < 2; ++axis) {
-    const layers B = l;
-    for (int y = 0; y < l.H(); ++y)
-      for (int x = 0; x < l.W(); ++x) {
-        if (l.blocked(x, y)) continue;
-        float s = 0.0f, sw = 0.0f;
-        for (int t = -R; t <= R; ++t) {
-          const int sx = axis ? x + t : x, sy = axis ? y : y + t;
-          if (sx < 0 || sy < 0 || sx >= l.W() || sy >= l.H() || l.blocked(sx, sy)) continue;
-          s += k[t + R] * B.field(sx, sy);
-          sw += k[t + R];
-        }
-        if (sw > 1e-10 && std::fabs(s / sw) < 1e20) l.field(x, y) = s / sw;
-      }
-  }
+TEST(GaussSeparable, EqualsThePixelByPixelSumsBitForBit) {
+  // Reaches 2 to 6 have sums held in registers, 10 and 75 the general sums;
+  // the last reaches further than a band of rows. No blocked pixel runs the
+  // whole-window sums, a few or many mix them with the masked ones. The
+  // infinities make sums that are not kept.
+  for (float diameter : {1.001f, 3.001f, 9.001f, 5.001f, 13.001f, 21.001f, 150.001f})
+    for (double share : {0.0, 0.003, 0.25}) {
+      layers fast = randomLayers(70, 130, share, 17u);
+      tamble::testing::sprinkle(fast, 15, std::numeric_limits<float>::infinity(), 3u);
+      layers plain = fast;
+      gauss(fast, 2, diameter);
+      tamble::testing::referenceGauss(plain, 2, diameter);
+      EXPECT_TRUE(sameBits(fast.field, plain.field))
+          << "diameter " << diameter << ", share " << share;
+    }
 }
 
-TEST(GaussSeparable, EqualsThePixelByPixelSumsBitForBit) {
-  layers fast = randomLayers(70, 45, 0.25, 17u);
+TEST(GaussSeparable, MeansNearTheLimitAreKeptOrTakenAsTheDoubleTestSays) {
+  // Values around 1e20 give means on both sides of the limit: a mean at or
+  // above it leaves the pixel as it was, one below it is taken.
+  layers fast = randomLayers(40, 40, 0.1, 23u);
+  std::mt19937 gen(5);
+  std::uniform_real_distribution<float> near(0.98e20f, 1.02e20f);
+  for (std::uint64_t i = 0; i < fast.field.count; ++i) fast.field.data[i] = near(gen);
+  const layers start = fast;
   layers plain = fast;
-  gauss(fast, 1, 5.001f);
-  referenceGauss(plain, 5.001f);
+  gauss(fast, 1, 3.001f);
+  tamble::testing::referenceGauss(plain, 1, 3.001f);
   EXPECT_TRUE(sameBits(fast.field, plain.field));
+  int kept = 0, moved = 0;
+  for (int y = 0; y < 40; ++y)
+    for (int x = 0; x < 40; ++x)
+      if (!fast.blocked(x, y)) ++(fast.field(x, y) == start.field(x, y) ? kept : moved);
+  EXPECT_GT(kept, 100);
+  EXPECT_GT(moved, 100);
+}
+
+TEST(GaussSeparable, AMeanOfExactlyTheLimitKeepsThePixel) {
+  // Seven taps over b b b a b b b, b = 1e20f and a just below it: the mean
+  // rounds to 1e20f, which is not below 1e20, so the pixel keeps a. Down a
+  // column and along a row, through the sums of whole windows.
+  const std::vector<float> k = tamble::testing::referenceTaps(3.001f);
+  ASSERT_EQ(k.size(), 7u);
+  const float b = 1e20f;
+  auto meanWith = [&](float a) {
+    float s = 0.0f, sw = 0.0f;
+    for (int t = 0; t < 7; ++t) {
+      s += k[t] * (t == 3 ? a : b);
+      sw += k[t];
+    }
+    return s / sw;
+  };
+  float a = std::nextafter(b, 0.0f);
+  while (meanWith(a) != b && a > 0.99e20f) a = std::nextafter(a, 0.0f);
+  ASSERT_EQ(meanWith(a), b);
+  ASSERT_LT(static_cast<double>(a), 1e20);
+  for (bool vertical : {true, false}) {
+    layers l(vertical ? 1 : 7, vertical ? 7 : 1);
+    l.field.fill(b);
+    l.field(vertical ? 0 : 3, vertical ? 3 : 0) = a;
+    layers plain = l;
+    gauss(l, 1, 3.001f);
+    tamble::testing::referenceGauss(plain, 1, 3.001f);
+    EXPECT_TRUE(sameBits(l.field, plain.field)) << vertical;
+    EXPECT_EQ(l.field(vertical ? 0 : 3, vertical ? 3 : 0), a) << vertical;
+  }
 }
 
 TEST(GaussSeparable, AllBlockedOrNoPassLeavesTheImage) {
@@ -115,14 +151,18 @@ TEST(GaussSeparable, AllBlockedOrNoPassLeavesTheImage) {
 }
 
 TEST(GaussSeparable, ParallelEqualsSerial) {
-  const layers start = randomLayers(400, 300, 0.1, 98u);
-  layers serial = start, parallel = start;
-  omp_set_num_threads(1);
-  gauss(serial, 2, 9.001f);
-  omp_set_num_threads(4);
-  gauss(parallel, 2, 9.001f);
+  for (double share : {0.0, 0.1}) {
+    const layers start = randomLayers(400, 300, share, 98u);
+    for (float diameter : {3.001f, 9.001f, 150.001f}) {
+      layers serial = start, parallel = start;
+      omp_set_num_threads(1);
+      gauss(serial, 2, diameter);
+      omp_set_num_threads(4);
+      gauss(parallel, 2, diameter);
+      EXPECT_TRUE(sameBits(serial.field, parallel.field)) << diameter << ", share " << share;
+    }
+  }
   omp_set_num_threads(omp_get_num_procs());
-  EXPECT_TRUE(sameBits(serial.field, parallel.field));
 }
 
 TEST(GaussSeparable, FieldMinMaxOverValidPixels) {

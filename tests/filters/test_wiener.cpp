@@ -8,14 +8,17 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <vector>
 
 #include "api/imagesList.h"
 #include "dialogs/wienerDialog.h"
+#include "filters/circleFilters.h"
 #include "filters/wiener.h"
 #include "host/paramRecord.h"
 #include "host/platform.h"
 #include "host/store.h"
 #include "plugin/wienerCommand.h"
+#include "tests/filters/filterReferences.h"
 #include "tests/support/commandTest.h"
 #include "tests/support/scriptedUi.h"
 
@@ -62,6 +65,109 @@ layers randomImage(int w, int h, unsigned seed) {
 }
 
 bool blocked(const layers& l, std::uint64_t i) { return l.bkgr.data[i] || !l.roi.data[i]; }
+
+tamble::testing::layers asTestLayers(const layers& l) {
+  tamble::testing::layers t(l.field.width(), l.field.height());
+  t.field = l.field;
+  t.bkgr = l.bkgr;
+  t.ROI = l.roi;
+  return t;
+}
+
+// One pass of the separable Gaussian as the Wiener filter once summed it:
+// the masks as planes of weights 1 and 0, blocked samples as 0, samples
+// beyond the row's ends as 0 of weight 0.
+void weightPlaneGauss(const layers& l, store2f& p, float D) {
+  const std::vector<float> k = tamble::testing::referenceTaps(D);
+  const int R = static_cast<int>(k.size()) / 2, W = p.width(), H = p.height();
+  for (bool vertical : {true, false}) {
+    const store2f in = p;
+    for (int y = 0; y < H; ++y)
+      for (int x = 0; x < W; ++x) {
+        float s = 0.0f, sw = 0.0f;
+        for (int t = -R; t <= R; ++t) {
+          const int sx = vertical ? x : x + t, sy = vertical ? y + t : y;
+          if (vertical && (sy < 0 || sy >= H)) continue;
+          const bool inside = sx >= 0 && sx < W;
+          const std::uint64_t j = static_cast<std::uint64_t>(sy) * W + sx;
+          const bool valid = inside && !blocked(l, j);
+          s += k[t + R] * (valid ? in(sx, sy) : 0.0f);
+          sw += k[t + R] * (valid ? 1.0f : 0.0f);
+        }
+        const std::uint64_t i = static_cast<std::uint64_t>(y) * W + x;
+        if (blocked(l, i) || !(sw > 1e-10)) continue;
+        const float m = s / sw;
+        if (std::fabs(m) < 1e20) p(x, y) = m;
+      }
+  }
+}
+
+// The filter's two stages written out with the plain median and Gaussian.
+void referenceWiener(tamble::testing::layers& l, float D, float noise) {
+  using tamble::testing::referenceGauss;
+  const float K = std::trunc(D * 0.5f * 2.0f + 1.0f);
+  auto pull = [&](float d) {
+    const float r = noise / (d > 0.0001 ? d : 0.0001f);
+    return r * r < 1 ? r * r : 1.0f;
+  };
+  auto deviation = [](const tamble::testing::layers& a, const tamble::testing::layers& b) {
+    tamble::testing::layers v = a;
+    for (std::uint64_t i = 0; i < v.field.count; ++i)
+      v.field.data[i] = std::fabs(a.field.data[i] - b.field.data[i]);
+    return v;
+  };
+  float* f = l.field.data;
+  tamble::testing::layers T = l;
+  tamble::testing::referenceCircle(T, 1, 3);
+  tamble::testing::layers U = T;
+  referenceGauss(U, 1, D);
+  tamble::testing::layers V = deviation(T, U);
+  referenceGauss(V, 1, D);
+  for (std::uint64_t i = 0; i < l.field.count; ++i) {
+    if (l.bkgr.data[i] || !l.ROI.data[i]) continue;
+    const float wt = pull(V.field.data[i]);
+    f[i] += (T.field.data[i] - f[i]) * wt;
+    f[i] += (U.field.data[i] - f[i]) * wt;
+  }
+  U = l;
+  referenceGauss(U, 1, K);
+  V = deviation(l, U);
+  referenceGauss(V, 1, K);
+  for (std::uint64_t i = 0; i < l.field.count; ++i)
+    if (!l.bkgr.data[i] && l.ROI.data[i]) f[i] += (U.field.data[i] - f[i]) * pull(V.field.data[i]);
+}
+
+TEST(WienerFilter, ItsSmoothingIsTheMenusGaussBitForBit) {
+  // GaussSeparable against the weight-plane sums, with NaN, infinities and
+  // -0 at blocked pixels, infinite valid samples, and diameter 9.5, whose
+  // outermost taps are 0 (0 times an infinite sample is NaN in both).
+  layers l = randomImage(60, 90, 13);
+  const float odd[] = {std::numeric_limits<float>::quiet_NaN(),
+                       std::numeric_limits<float>::infinity(), -0.0f, 1e30f};
+  int k = 0;
+  for (std::uint64_t i = 0; i < l.field.count; ++i)
+    if (blocked(l, i)) l.field.data[i] = odd[k++ % 4];
+  l.field(30, 40) = std::numeric_limits<float>::infinity();
+  l.roi(30, 40) = true;
+  l.bkgr(30, 40) = false;
+  for (float diameter : {3.0f, 9.0f, 9.5f, 10.0f}) {
+    store2f plane = l.field, gauss = l.field;
+    weightPlaneGauss(l, plane, diameter);
+    GaussSeparable(gauss, l.bkgr, l.roi, 1, diameter);
+    EXPECT_EQ(std::memcmp(plane.data, gauss.data, plane.count * sizeof(float)), 0) << diameter;
+  }
+}
+
+TEST(WienerFilter, EqualsItsStagesWrittenOutPixelByPixel) {
+  for (float diameter : {3.0f, 9.0f, 14.0f}) {
+    layers l = randomImage(50, 70, 17);
+    tamble::testing::layers plain = asTestLayers(l);
+    l.filter(diameter, 20.0f);
+    referenceWiener(plain, diameter, 20.0f);
+    EXPECT_EQ(std::memcmp(l.field.data, plain.field.data, l.field.count * sizeof(float)), 0)
+        << diameter;
+  }
+}
 
 TEST(WienerFilter, NoiseFarAboveTheSignalGivesTheLocalMean) {
   // Every pull is 1: the pixel becomes the smoothing of the smoothing. The
