@@ -29,6 +29,10 @@ void MedianSquare(filterField& field, filterMask& bkgr, filterMask& ROI, int ite
 // MedianSquare below diameter 11; above, median of a shrunk copy and back.
 void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
                 int diameter);
+// MedianFast without its median: for a diameter of 11 and more, the 3 by 3
+// median, the Gauss, the shrink and the way back and the last Gauss; below
+// 11 nothing.
+void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter);
 // Separable Gauss, renormalised over the samples present at each pixel.
 void GaussSeparable(filterField& field, const filterMask& bkgr, const filterMask& ROI,
                     int iterations, float diameter);

@@ -325,14 +325,14 @@ void MedianSquare(filterField& field, filterMask& /*bkgr*/, filterMask& /*ROI*/,
                         [&] { return medianRow(cells, W, R, true); });
 }
 
-void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
-                int diameter) {
-  const int S = diameter / 11 + 1;
-  if (S == 1) {
-    MedianSquare(field, bkgr, ROI, iterations, diameter);
-    return;
-  }
-  const int W1 = field.width() / S, H1 = field.height() / S, N1 = diameter / S;
+namespace {
+
+// The frame of the fast median for a scale S of 2 or more: a 3 by 3 median
+// and a Gauss, a shrink by S, `middle` on the small image, the way back and
+// a last Gauss.
+template <class Middle>
+void shrunkFrame(filterField& field, filterMask& bkgr, filterMask& ROI, int S, Middle middle) {
+  const int W1 = field.width() / S, H1 = field.height() / S;
   filterField smallField(W1, H1);
   filterMask smallBkgr(W1, H1), smallROI(W1, H1);
   zel::markersArray smallMarkers, fullMarkers;
@@ -340,9 +340,28 @@ void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int itera
   MedianSquare(field, bkgr, ROI, 1, 3);
   GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S + 3));
   ImageResize(field, bkgr, ROI, fullMarkers, smallField, smallBkgr, smallROI, smallMarkers, 1);
-  MedianCircle(smallField, smallBkgr, smallROI, iterations, N1);
+  middle(smallField, smallBkgr, smallROI);
   ImageResize(smallField, smallBkgr, smallROI, smallMarkers, field, bkgr, ROI, fullMarkers, 1);
   GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S));
+}
+
+}  // namespace
+
+void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
+                int diameter) {
+  const int S = diameter / 11 + 1;
+  if (S == 1) {
+    MedianSquare(field, bkgr, ROI, iterations, diameter);
+    return;
+  }
+  shrunkFrame(field, bkgr, ROI, S, [&](filterField& f, filterMask& b, filterMask& r) {
+    MedianCircle(f, b, r, iterations, diameter / S);
+  });
+}
+
+void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter) {
+  const int S = diameter / 11 + 1;
+  if (S > 1) shrunkFrame(field, bkgr, ROI, S, [](filterField&, filterMask&, filterMask&) {});
 }
 
 }  // namespace tamble

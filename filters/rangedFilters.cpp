@@ -15,11 +15,9 @@ void RangedRange(const fieldStore& field, const maskStore& bkgr, const maskStore
     return;
   }
   fieldStore smooth(field);
-  // The filters take writable masks; they only read them.
-  maskStore bk(bkgr), roi(ROI);
-  MedianCircle(smooth, bk, roi, 1, d < 7 ? 3 : 5);
-  GaussSeparable(smooth, bk, roi, 1, diameter);
-  FieldMinMax(smooth, bk, roi, min, max);
+  MedianCircle(smooth, bkgr, ROI, 1, d < 7 ? 3 : 5);
+  GaussSeparable(smooth, bkgr, ROI, 1, diameter);
+  FieldMinMax(smooth, bkgr, ROI, min, max);
 }
 
 rangedResult RangedFilter(fieldStore& field, maskStore& bkgr, maskStore& ROI, int kind,

@@ -125,20 +125,6 @@ struct rowPeaks {
 
 }  // namespace
 
-void CoarseSmooth(searchField& field, searchMask& bkgr, searchMask& ROI, int N) {
-  const int S = N / 11 + 1;
-  if (S == 1) return;
-  const int W1 = field.width() / S, H1 = field.height() / S;
-  searchField smallField(W1, H1);
-  searchMask smallBkgr(W1, H1), smallROI(W1, H1);
-  zel::markersArray smallMarkers, fullMarkers;
-  MedianSquare(field, bkgr, ROI, 1, 3);
-  GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S + 3));
-  ImageResize(field, bkgr, ROI, fullMarkers, smallField, smallBkgr, smallROI, smallMarkers, 1);
-  ImageResize(smallField, smallBkgr, smallROI, smallMarkers, field, bkgr, ROI, fullMarkers, 1);
-  GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S));
-}
-
 float RingMinMax(const searchField& image, int x, int y, int firstHalf, int stopHalf) {
   const int W = image.width(), H = image.height();
   const float* data = image.data;

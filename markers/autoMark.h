@@ -45,10 +45,6 @@ void AutoMarkRings(const searchField& field, const searchMask& bkgr, const searc
                    float relative, int sign, int unusedFlag, std::int32_t highSpeed,
                    std::int32_t maxMarkers);
 
-// MedianFast without its median: for N of 11 and more, a 3 by 3 median, a
-// Gauss, a shrink by N/11 + 1 and back, and a last Gauss; below 11 nothing.
-void CoarseSmooth(searchField& field, searchMask& bkgr, searchMask& ROI, int N);
-
 // The lowest of the maxima of the square rings of half-width firstHalf,
 // firstHalf + 2, ... below stopHalf around (x, y); 1e30 when there is none.
 // Rows outside the image are left out, and a ring's columns are taken only
