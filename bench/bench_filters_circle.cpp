@@ -5,12 +5,12 @@
 #include <omp.h>
 
 #include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "api/arrayWorks.h"
+#include "bench/ratioReporter.h"
 #include "filters/circleFilters.h"
 
 #ifdef TAMBLE_BENCH_OPENCV
@@ -82,32 +82,11 @@ void CvGaussianBlur(benchmark::State& state) {
 BENCHMARK(CvGaussianBlur)->Arg(3)->Arg(9)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 
-// Keeps each benchmark's real time per call (the median when repeated) for
-// the closing ratios.
-class ratioReporter : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> ms;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        ms[run.run_name.str()] = run.GetAdjustedRealTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void summary() const {
-    const char* pairs[][3] = {
-        {"MedianCircle/3", "CvMedianBlur/3", "MedianCircle 3 / medianBlur 3"},
-        {"MedianCircle/5", "CvMedianBlur/5", "MedianCircle 5 / medianBlur 5"},
-        {"GaussSeparable/3", "CvGaussianBlur/3", "GaussSeparable 3 / GaussianBlur 3x3"},
-        {"GaussSeparable/9", "CvGaussianBlur/9", "GaussSeparable 9 / GaussianBlur 9x9"}};
-    for (const auto& [ours, theirs, label] : pairs) {
-      const auto a = ms.find(std::string(ours) + "/real_time");
-      const auto b = ms.find(std::string(theirs) + "/real_time");
-      if (a != ms.end() && b != ms.end())
-        std::printf("ratio %-36s %6.2f  (%.2f ms / %.2f ms)\n", label, a->second / b->second,
-                    a->second, b->second);
-    }
-  }
-};
+const std::vector<tamble::bench::ratioPair> ratios = {
+    {"MedianCircle/3", "CvMedianBlur/3", "MedianCircle 3 / medianBlur 3"},
+    {"MedianCircle/5", "CvMedianBlur/5", "MedianCircle 5 / medianBlur 5"},
+    {"GaussSeparable/3", "CvGaussianBlur/3", "GaussSeparable 3 / GaussianBlur 3x3"},
+    {"GaussSeparable/9", "CvGaussianBlur/9", "GaussSeparable 9 / GaussianBlur 9x9"}};
 
 }  // namespace
 
@@ -117,7 +96,7 @@ int main(int argc, char** argv) {
 #ifdef TAMBLE_BENCH_OPENCV
   cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
 #endif
-  ratioReporter reporter;
+  tamble::bench::ratioReporter reporter(ratios);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.summary();
 #ifndef TAMBLE_BENCH_OPENCV

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 
+#include "bench/ratioReporter.h"
 #include "geometry/polynomialMap.h"
 #include "geometry/warp.h"
 
@@ -132,31 +132,11 @@ void agreement() {
 }
 #endif
 
-// Keeps each benchmark's real time per call (the median when repeated) for
-// the closing ratios.
-class ratioReporter : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> ms;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        ms[run.run_name.str()] = run.GetAdjustedRealTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void summary() const {
-    const char* pairs[][3] = {{"BM_Warp/nearest", "BM_OpenCV/nearest", "kind 0 / INTER_NEAREST"},
-                              {"BM_Warp/bilinear", "BM_OpenCV/bilinear", "kind 1 / INTER_LINEAR"},
-                              {"BM_Warp/bicubic", "BM_OpenCV/bicubic", "kind 2 / INTER_CUBIC"},
-                              {"BM_Warp/bilinearMS", "BM_OpenCV/bilinear", "MS / INTER_LINEAR"}};
-    for (const auto& [ours, theirs, label] : pairs) {
-      const auto a = ms.find(std::string(ours) + "/real_time");
-      const auto b = ms.find(std::string(theirs) + "/real_time");
-      if (a != ms.end() && b != ms.end())
-        std::printf("ratio %-24s %8.2f  (%.1f ms / %.1f ms)\n", label, a->second / b->second,
-                    a->second, b->second);
-    }
-  }
-};
+const std::vector<tamble::bench::ratioPair> ratios = {
+    {"BM_Warp/nearest", "BM_OpenCV/nearest", "kind 0 / INTER_NEAREST"},
+    {"BM_Warp/bilinear", "BM_OpenCV/bilinear", "kind 1 / INTER_LINEAR"},
+    {"BM_Warp/bicubic", "BM_OpenCV/bicubic", "kind 2 / INTER_CUBIC"},
+    {"BM_Warp/bilinearMS", "BM_OpenCV/bilinear", "MS / INTER_LINEAR"}};
 
 }  // namespace
 
@@ -182,7 +162,7 @@ int main(int argc, char** argv) {
 #ifdef TAMBLE_BENCH_OPENCV
   cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
 #endif
-  ratioReporter reporter;
+  tamble::bench::ratioReporter reporter(ratios);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.summary();
 #ifdef TAMBLE_BENCH_OPENCV
