@@ -1,4 +1,4 @@
-#include "arrayWorks.h"
+#include "api/arrayWorks.h"
 
 namespace zel {
 

@@ -10,8 +10,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "errors.h"
-#include "object.h"
+#include "api/errors.h"
+#include "api/object.h"
 
 namespace zel {
 

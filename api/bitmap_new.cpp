@@ -1,8 +1,8 @@
-#include "bitmap_new.h"
+#include "api/bitmap_new.h"
 
 #include <algorithm>
 
-#include "parallel.h"
+#include "api/parallel.h"
 
 namespace {
 

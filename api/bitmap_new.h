@@ -3,7 +3,7 @@
 // through it changes the layers themselves.
 #pragma once
 
-#include "arrayWorks.h"
+#include "api/arrayWorks.h"
 
 namespace zel {
 using mask2d = arrayStore<bool, 2>;

@@ -1,4 +1,4 @@
-#include "camera.h"
+#include "api/camera.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,9 +7,9 @@
 #include <sstream>
 #include <system_error>
 
-#include "errors.h"
-#include "iniFile.h"
-#include "paths.h"
+#include "api/errors.h"
+#include "api/iniFile.h"
+#include "api/paths.h"
 
 namespace zel {
 namespace {

@@ -1,9 +1,9 @@
-#include "errors.h"
+#include "api/errors.h"
 
 #include <mutex>
 #include <set>
 
-#include "log.h"
+#include "api/log.h"
 
 namespace zel {
 

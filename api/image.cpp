@@ -1,9 +1,9 @@
-#include "image.h"
+#include "api/image.h"
 
 #include <limits>
 
-#include "errors.h"
-#include "parallel.h"
+#include "api/errors.h"
+#include "api/parallel.h"
 
 namespace zel {
 namespace {

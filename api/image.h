@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "arrayWorks.h"
-#include "bitmap_new.h"
-#include "markers.h"
-#include "object.h"
+#include "api/arrayWorks.h"
+#include "api/bitmap_new.h"
+#include "api/markers.h"
+#include "api/object.h"
 
 namespace zel {
 

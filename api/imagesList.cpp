@@ -1,4 +1,4 @@
-#include "imagesList.h"
+#include "api/imagesList.h"
 
 #include <algorithm>
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "image.h"
-#include "markers.h"
+#include "api/image.h"
+#include "api/markers.h"
 
 namespace zel {
 

@@ -1,11 +1,11 @@
-#include "iniFile.h"
+#include "api/iniFile.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
 
-#include "errors.h"
-#include "paths.h"
+#include "api/errors.h"
+#include "api/paths.h"
 
 namespace zel {
 namespace {

@@ -1,4 +1,4 @@
-#include "ioDOM.h"
+#include "api/ioDOM.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -10,8 +10,8 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
-#include "errors.h"
-#include "log.h"
+#include "api/errors.h"
+#include "api/log.h"
 
 using namespace xercesc;
 

@@ -1,4 +1,4 @@
-#include "markerFiles.h"
+#include "api/markerFiles.h"
 
 #include <charconv>
 #include <cstdint>
@@ -11,10 +11,10 @@
 #include <vector>
 #include <xercesc/dom/DOMNode.hpp>
 
-#include "errors.h"
-#include "ioDOM.h"
-#include "log.h"
-#include "paths.h"
+#include "api/errors.h"
+#include "api/ioDOM.h"
+#include "api/log.h"
+#include "api/paths.h"
 
 namespace zel {
 namespace {

@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "markers.h"
+#include "api/markers.h"
 
 namespace zel {
 

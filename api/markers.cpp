@@ -1,8 +1,8 @@
-#include "markers.h"
+#include "api/markers.h"
 
 #include <algorithm>
 
-#include "errors.h"
+#include "api/errors.h"
 
 namespace zel {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "object.h"
+#include "api/object.h"
 
 struct marker {
   double x = 0.0;

@@ -1,4 +1,4 @@
-#include "paths.h"
+#include "api/paths.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <thread>
 
-#include "log.h"
+#include "api/log.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "shared.h"
+#include "api/shared.h"
 
 #include <unistd.h>
 

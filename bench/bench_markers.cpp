@@ -4,13 +4,13 @@
 
 #include <cmath>
 
+#include "apps/synth/markerImages.h"
 #include "markers/autoMark.h"
 #include "markers/revise.h"
-#include "tests/markers/markerTestImages.h"
 
 namespace {
 
-namespace mt = tamble::testing;
+namespace mt = tamble::synth::markerImages;
 
 const mt::markerImage& model() {
   static const mt::markerImage img = [] {
@@ -43,9 +43,10 @@ void count(benchmark::State& state, const zel::markersArray& found) {
 void AutoMarkQuick(benchmark::State& state) {
   const mt::markerImage& img = model();
   zel::markersArray found;
+  tamble::polynomialState map;
   for (auto _ : state)
     tamble::AutoMarkQuick(img.field, img.bkgr, img.ROI, found, -1,
-                          static_cast<double>(state.range(0)), 0.4f);
+                          static_cast<double>(state.range(0)), 0.4f, map);
   count(state, found);
 }
 BENCHMARK(AutoMarkQuick)->Arg(7)->Arg(11)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -64,10 +65,11 @@ void ReviseMarkers(benchmark::State& state) {
   const mt::markerImage& img = model();
   const zel::markersArray start = offMarkers();
   zel::markersArray markers;
+  tamble::polynomialState map;
   for (auto _ : state) {
     markers = start;
     tamble::ReviseMarkers(img.field, img.bkgr, img.ROI, markers, -1,
-                          static_cast<double>(state.range(0)));
+                          static_cast<double>(state.range(0)), map);
   }
   count(state, markers);
 }

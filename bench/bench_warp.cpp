@@ -73,18 +73,19 @@ void BM_Warp(benchmark::State& state, int kind) {
   const scene& src = source();
   scene work = src;
   const affine m = transform();
+  tamble::polynomialState map;
   for (auto _ : state) {
     state.PauseTiming();
     work.field = src.field;
     work.bkgr = src.bkgr;
     work.roi = src.roi;
     work.markers = src.markers;
-    tamble::setAffineMap(m.x0, m.x1, m.x2, m.y0, m.y1, m.y2);
+    tamble::setAffineMap(map, m.x0, m.x1, m.x2, m.y0, m.y1, m.y2);
     state.ResumeTiming();
     if (kind < 0)
-      tamble::WarpBilinearMS(work.field, work.bkgr, work.roi, work.markers, false);
+      tamble::WarpBilinearMS(work.field, work.bkgr, work.roi, work.markers, false, map);
     else
-      tamble::WarpInterp(work.field, work.bkgr, work.roi, work.markers, false, kind);
+      tamble::WarpInterp(work.field, work.bkgr, work.roi, work.markers, false, kind, map);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * side * side);
@@ -113,8 +114,9 @@ void agreement() {
   const scene& src = source();
   scene ours = src;
   const affine m = transform();
-  tamble::setAffineMap(m.x0, m.x1, m.x2, m.y0, m.y1, m.y2);
-  tamble::WarpInterp(ours.field, ours.bkgr, ours.roi, ours.markers, false, 1);
+  tamble::polynomialState map;
+  tamble::setAffineMap(map, m.x0, m.x1, m.x2, m.y0, m.y1, m.y2);
+  tamble::WarpInterp(ours.field, ours.bkgr, ours.roi, ours.markers, false, 1, map);
   const cv::Mat in(side, side, CV_32F, const_cast<float*>(src.field.data));
   cv::Mat out(side, side, CV_32F);
   const cv::Mat M = (cv::Mat_<double>(2, 3) << m.x1, m.x2, m.x0, m.y1, m.y2, m.y0);

@@ -1,24 +1,13 @@
 #include "convert/darkFlat.h"
 
 #include <cstdint>
-#include <span>
 
-#include "api/imagesList.h"
 #include "api/parallel.h"
-#include "host/platform.h"
 #include "markers/fillUp.h"
-#include "plugin/frame.h"
-#include "plugin/projectState.h"
 
 namespace tamble {
 
 namespace {
-
-bool sameSize(const floatLayer& field, const floatLayer& frame) {
-  if (field.sameExtent(frame)) return true;
-  if (!state().batchMode) message(frameSizeText, false);
-  return false;
-}
 
 std::uint64_t pixels(const floatLayer& f) { return f.count; }
 
@@ -36,57 +25,10 @@ void divideRow(float* field, const float* f, int width) {
     if (f[x] > 0.25f) field[x] = field[x] / f[x];
 }
 
-// The sources of the paint with the frame of each.
-struct pairing {
-  const char* source;
-  const char* dark;
-  const char* flat;
-};
-
-constexpr pairing pairs[] = {
-    {names::wind_off_refe, names::wind_off_dark_refe, names::flat_refe},
-    {names::wind_on_refe, names::wind_on_dark_refe, names::flat_refe},
-    {names::wind_off_sens, names::wind_off_dark_sens, names::flat_sens},
-    {names::wind_on_sens, names::wind_on_dark_sens, names::flat_sens},
-};
-
-using routineFn = bool (*)(floatLayer&, maskLayer&, const floatLayer&, const maskLayer&);
-
-void runOnSources(zel::imagesList& list, bool interactive, const char* pairing::*frame,
-                  routineFn routine) {
-  if (interactive) list.snapshot();
-  const std::string& kind = paintKind();
-  std::span<const pairing> sources;  // a single paint has no reference images
-  if (kind == "double") sources = pairs;
-  if (kind == "single" || kind == "Tsingle") sources = std::span(pairs).subspan(2);
-  for (const pairing& p : sources) {
-    zel::image* target = list.find(p.source);
-    const zel::image* frameImage = list.find(p.*frame);
-    if (!target || !frameImage) continue;
-    routine(target->field(), target->bkgr(), frameImage->field(), frameImage->bkgr());
-  }
-  markSourceFlags(list, true);
-  refreshList(list);
-}
-
-// The "Tools" form: the current image is corrected with the chosen one.
-bool correctCurrent(zel::imagesList& list, routineFn routine) {
-  zel::image* target = list.current();
-  if (!target || !dlgViewImage(list)) return true;
-  const zel::image* frame = list.current();
-  list.snapshot();
-  list.saveImage(target, true, "");
-  routine(target->field(), target->bkgr(), frame->field(), frame->bkgr());
-  for (int i = 0; i < list.size(); ++i)
-    if (list[i] == target) list.setCurrent(i);
-  refreshList(list);
-  return true;
-}
-
 }  // namespace
 
 bool subtractDark(floatLayer& field, maskLayer&, const floatLayer& darkField, const maskLayer&) {
-  if (!sameSize(field, darkField)) return false;
+  if (!field.sameExtent(darkField)) return false;
   const int w = field.width();
   zel::forEachRow(field.height(), pixels(field), [&](int y) {
     float* out = field.row(y);
@@ -98,7 +40,7 @@ bool subtractDark(floatLayer& field, maskLayer&, const floatLayer& darkField, co
 
 bool correctFlat(floatLayer& field, maskLayer& bkgr, const floatLayer& flatField,
                  const maskLayer&) {
-  if (!sameSize(field, flatField)) return false;
+  if (!field.sameExtent(flatField)) return false;
   const int w = field.width();
   const int h = field.height();
   // One running single-precision sum in row order: the mean must not depend
@@ -116,29 +58,5 @@ bool correctFlat(floatLayer& field, maskLayer& bkgr, const floatLayer& flatField
   FillUp(field, bkgr, keep, false, 0, 1.0f);
   return true;
 }
-
-bool DarkSubtraction(zel::imagesList& list, bool interactive) {
-  runOnSources(list, interactive, &pairing::dark, subtractDark);
-  return true;
-}
-
-bool FlatCorrection(zel::imagesList& list, bool interactive) {
-  runOnSources(list, interactive, &pairing::flat, correctFlat);
-  return true;
-}
-
-bool DarkFrameStageCommand(zel::imagesList& list) {
-  return runStage(list, DarkSubtraction, afterStage::selectLast);
-}
-
-bool FlatFieldStageCommand(zel::imagesList& list) {
-  return runStage(list, FlatCorrection, afterStage::selectLast);
-}
-
-bool DarkFieldSubtractionCommand(zel::imagesList& list) {
-  return correctCurrent(list, subtractDark);
-}
-
-bool FlatFieldCorrectionCommand(zel::imagesList& list) { return correctCurrent(list, correctFlat); }
 
 }  // namespace tamble

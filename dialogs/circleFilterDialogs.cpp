@@ -7,9 +7,9 @@ const recordDescriptor<CMedian>& CMedian::descriptor() {
       "CMedian",
       "Median",
       "Median Filter Parameters",
-      {{{"m_diameter", paramType::Int, 3, std::pair{3.0, 299.0}, "Filter Diameter (3-999)"},
+      {{{"m_diameter", paramType::Int, std::pair{3.0, 299.0}, "Filter Diameter (3-999)"},
         &CMedian::m_diameter},
-       {{"m_iter", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
+       {{"m_iter", paramType::Int, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
         &CMedian::m_iter}}};
   return d;
 }
@@ -19,9 +19,9 @@ const recordDescriptor<CGauss>& CGauss::descriptor() {
       "CGauss",
       "Gauss",
       "Gaussian Filter",
-      {{{"m_diameter", paramType::Int, 3, std::pair{1.0, 999.0}, "Filter Diameter (1-999)"},
+      {{{"m_diameter", paramType::Int, std::pair{1.0, 999.0}, "Filter Diameter (1-999)"},
         &CGauss::m_diameter},
-       {{"m_iter", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
+       {{"m_iter", paramType::Int, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
         &CGauss::m_iter}}};
   return d;
 }
@@ -31,15 +31,15 @@ const recordDescriptor<CD3Filter>& CD3Filter::descriptor() {
       "CD3Filter",
       "D3Filter",
       "3D Round Gaussian Filter",
-      {{{"m_rl", paramType::Float, 3.0, std::pair{0.9999, 999.0}, "Filter Diameter (1 - 999)"},
+      {{{"m_rl", paramType::Float, std::pair{0.9999, 999.0}, "Filter Diameter (1 - 999)"},
         &CD3Filter::m_rl},
-       {{"m_rlev", paramType::Float, 10.0, std::pair{0.000001, 1e30}, "Filter Height"},
+       {{"m_rlev", paramType::Float, std::pair{0.000001, 1e30}, "Filter Height"},
         &CD3Filter::m_rlev},
-       {{"m_iter", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations Number (1-999)"},
+       {{"m_iter", paramType::Int, std::pair{1.0, 1000.0}, "Iterations Number (1-999)"},
         &CD3Filter::m_iter},
-       {{"m_min", paramType::Float, 0.0, std::nullopt, "MIN", "Image Intensity MIN/MAX", false},
+       {{"m_min", paramType::Float, std::nullopt, "MIN", "Image Intensity MIN/MAX", false},
         &CD3Filter::m_min},
-       {{"m_max", paramType::Float, 0.0, std::nullopt, "MAX", "Image Intensity MIN/MAX", false},
+       {{"m_max", paramType::Float, std::nullopt, "MAX", "Image Intensity MIN/MAX", false},
         &CD3Filter::m_max}}};
   return d;
 }
@@ -55,24 +55,22 @@ const recordDescriptor<CFilterThreshold>& CFilterThreshold::descriptor() {
       "FilterThreshold",
       "Filter",
       {{{"m_kind",
-         paramType::Radio,
-         1,
-         std::nullopt,
+         paramType::Radio, std::nullopt,
          "Filter",
          "Filter",
          true,
          {{0, "None"}, {1, "Flat"}, {2, "Gauss"}, {3, "Gauss 3D"}, {4, "Median"}}},
         &T::m_kind},
-       {{"m_width", paramType::Int, 5, std::pair{2.0, 999.0}, "Window Width (2-999)"}, &T::m_width},
-       {{"m_height", paramType::Int, 5, std::pair{2.0, 999.0}, "Window Height (2-999)"},
+       {{"m_width", paramType::Int, std::pair{2.0, 999.0}, "Window Width (2-999)"}, &T::m_width},
+       {{"m_height", paramType::Int, std::pair{2.0, 999.0}, "Window Height (2-999)"},
         &T::m_height},
-       {{"m_low", paramType::Double, -1e30, std::pair{-1e30, 1e30}, "Low Threshold"}, &T::m_low},
-       {{"m_high", paramType::Double, 1e30, std::pair{-1e30, 1e30}, "High Threshold"}, &T::m_high},
-       {{"m_fillPercent", paramType::Int, 50, std::pair{0.0, 100.0}, "Fill Threshold (%)"},
+       {{"m_low", paramType::Double, std::pair{-1e30, 1e30}, "Low Threshold"}, &T::m_low},
+       {{"m_high", paramType::Double, std::pair{-1e30, 1e30}, "High Threshold"}, &T::m_high},
+       {{"m_fillPercent", paramType::Int, std::pair{0.0, 100.0}, "Fill Threshold (%)"},
         &T::m_fillPercent},
-       {{"m_heightPercent", paramType::Int, 10, std::pair{1.0, 100.0}, "Height (% of range)"},
+       {{"m_heightPercent", paramType::Int, std::pair{1.0, 100.0}, "Height (% of range)"},
         &T::m_heightPercent},
-       {{"m_iterations", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations (1-1000)"},
+       {{"m_iterations", paramType::Int, std::pair{1.0, 1000.0}, "Iterations (1-1000)"},
         &T::m_iterations}}};
   return d;
 }

@@ -11,9 +11,9 @@ recordDescriptor<T> gaussRecord(const char* cls, const char* section, const char
   return {cls,
           section,
           title,
-          {{{"m_diameter", paramType::Int, 3, std::pair{1.0, 999.0}, "Filter Diameter (1-999)"},
+          {{{"m_diameter", paramType::Int, std::pair{1.0, 999.0}, "Filter Diameter (1-999)"},
             &T::m_diameter},
-           {{"m_iter", paramType::Int, 1, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
+           {{"m_iter", paramType::Int, std::pair{1.0, 1000.0}, "Iterations Number(1-999)"},
             &T::m_iter}}};
 }
 
@@ -25,26 +25,26 @@ const recordDescriptor<CConvertBin_01>& CConvertBin_01::descriptor() {
       "CConvertBin_01",
       "ConvertBin_01",
       "Automatic Convert Scenario",
-      {{{"m_CB01_Dark", paramType::Int, 0, flag, "Dark Frame Subtraction"}, &T::m_CB01_Dark},
-       {{"m_CB01_Flat", paramType::Int, 0, flag, "Flat Field Correction"}, &T::m_CB01_Flat},
-       {{"m_CB01_Automarq", paramType::Int, 0, flag, "Automatic Marking"}, &T::m_CB01_Automarq},
-       {{"m_CB01_Revise", paramType::Int, 0, flag, "Markers Precise Positioning"},
+      {{{"m_CB01_Dark", paramType::Int, flag, "Dark Frame Subtraction"}, &T::m_CB01_Dark},
+       {{"m_CB01_Flat", paramType::Int, flag, "Flat Field Correction"}, &T::m_CB01_Flat},
+       {{"m_CB01_Automarq", paramType::Int, flag, "Automatic Marking"}, &T::m_CB01_Automarq},
+       {{"m_CB01_Revise", paramType::Int, flag, "Markers Precise Positioning"},
         &T::m_CB01_Revise},
-       {{"m_CB01_FillUpMark", paramType::Int, 0, flag, "Fill Up Markers"}, &T::m_CB01_FillUpMark},
-       {{"m_CB01_Filter", paramType::Int, 0, flag, "Filtering"}, &T::m_CB01_Filter},
-       {{"m_CB01_BackGround", paramType::Int, 0, flag, "BackGround Work"}, &T::m_CB01_BackGround},
-       {{"m_CB01_Distortion", paramType::Int, 0, flag, "Distortion Correction"},
+       {{"m_CB01_FillUpMark", paramType::Int, flag, "Fill Up Markers"}, &T::m_CB01_FillUpMark},
+       {{"m_CB01_Filter", paramType::Int, flag, "Filtering"}, &T::m_CB01_Filter},
+       {{"m_CB01_BackGround", paramType::Int, flag, "BackGround Work"}, &T::m_CB01_BackGround},
+       {{"m_CB01_Distortion", paramType::Int, flag, "Distortion Correction"},
         &T::m_CB01_Distortion},
-       {{"m_CB01_Alignment", paramType::Int, 0, flag, "Alignment of Images"}, &T::m_CB01_Alignment},
-       {{"m_CB01_Resim", paramType::Int, 0, flag, "Resect Images"}, &T::m_CB01_Resim},
-       {{"m_CB01_Convert", paramType::Int, 0, flag, "Field Calculation"}, &T::m_CB01_Convert},
-       {{"m_CB01_FGThin", paramType::Int, 0, flag, "ForeGround Thinning"}, &T::m_CB01_FGThin},
-       {{"m_CB01_FinalFilter", paramType::Int, 0, flag, "Filter Output Fields"},
+       {{"m_CB01_Alignment", paramType::Int, flag, "Alignment of Images"}, &T::m_CB01_Alignment},
+       {{"m_CB01_Resim", paramType::Int, flag, "Resect Images"}, &T::m_CB01_Resim},
+       {{"m_CB01_Convert", paramType::Int, flag, "Field Calculation"}, &T::m_CB01_Convert},
+       {{"m_CB01_FGThin", paramType::Int, flag, "ForeGround Thinning"}, &T::m_CB01_FGThin},
+       {{"m_CB01_FinalFilter", paramType::Int, flag, "Filter Output Fields"},
         &T::m_CB01_FinalFilter},
-       {{"m_CB01_Corr", paramType::Int, 0, flag, "Correction in situ"}, &T::m_CB01_Corr},
-       {{"m_CB01_Resection", paramType::Int, 0, flag, "Resect Output Fields"},
+       {{"m_CB01_Corr", paramType::Int, flag, "Correction in situ"}, &T::m_CB01_Corr},
+       {{"m_CB01_Resection", paramType::Int, flag, "Resect Output Fields"},
         &T::m_CB01_Resection},
-       {{"m_CB01_ModMark", paramType::Int, 0, flag, "Modify", "Initial Markers"},
+       {{"m_CB01_ModMark", paramType::Int, flag, "Modify", "Initial Markers"},
         &T::m_CB01_ModMark}}};
   return d;
 }
@@ -54,11 +54,11 @@ const recordDescriptor<CCreateCards>& CCreateCards::descriptor() {
   static const recordDescriptor<T> d{"CCreateCards",
                                      "CreateCards",
                                      "Create Cards",
-                                     {{{"m_ii", paramType::Int, 0, flag, "Iref/Isen"}, &T::m_ii},
-                                      {{"m_p", paramType::Int, 0, flag, "Pressure"}, &T::m_p},
-                                      {{"m_pp", paramType::Int, 0, flag, "P/Pstat"}, &T::m_pp},
-                                      {{"m_cp", paramType::Int, 0, flag, "Cp"}, &T::m_cp},
-                                      {{"m_t", paramType::Int, 0, flag, "T"}, &T::m_t}}};
+                                     {{{"m_ii", paramType::Int, flag, "Iref/Isen"}, &T::m_ii},
+                                      {{"m_p", paramType::Int, flag, "Pressure"}, &T::m_p},
+                                      {{"m_pp", paramType::Int, flag, "P/Pstat"}, &T::m_pp},
+                                      {{"m_cp", paramType::Int, flag, "Cp"}, &T::m_cp},
+                                      {{"m_t", paramType::Int, flag, "T"}, &T::m_t}}};
   return d;
 }
 

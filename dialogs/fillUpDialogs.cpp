@@ -13,7 +13,7 @@ const recordDescriptor<CFillMark>& CFillMark::descriptor() {
       "CFillMark",
       "FillMark",
       "Fill Up Markers",
-      {{{"m_diameter", paramType::Int, 9, std::pair{3.0, 999.0}, "Brush Diameter(3-999)"},
+      {{{"m_diameter", paramType::Int, std::pair{3.0, 999.0}, "Brush Diameter(3-999)"},
         &CFillMark::m_diameter}}};
   return d;
 }
@@ -23,16 +23,14 @@ const recordDescriptor<ecfillup>& ecfillup::descriptor() {
       "ecfillup",
       "ecfillup",
       "Eight Connected Float Fill Up",
-      {{{"m_scale", paramType::Float, 1.0, std::pair{0.000001, 1e6},
+      {{{"m_scale", paramType::Float, std::pair{0.000001, 1e6},
          "Set Preferrable SCALE (Standard is 1.0)"},
         &ecfillup::m_scale},
-       {{"bg_fill_flag", paramType::Int, 0, std::pair{0.0, 1.0},
+       {{"bg_fill_flag", paramType::Int, std::pair{0.0, 1.0},
          " Set ON to fill BackGround Regions"},
         &ecfillup::bg_fill_flag},
        {{"direction",
-         paramType::Radio,
-         0,
-         std::nullopt,
+         paramType::Radio, std::nullopt,
          axisCaption,
          axisCaption,
          true,

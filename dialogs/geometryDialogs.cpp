@@ -63,25 +63,23 @@ template <class T>
 void addSizeFields(recordDescriptor<T>& d) {
   const std::string group = "Image Size";
   d.fieldList.push_back(
-      {{"x_pixels", paramType::Int, 0, std::nullopt, "X pixels", group, false}, &T::x_pixels});
+      {{"x_pixels", paramType::Int, std::nullopt, "X pixels", group, false}, &T::x_pixels});
   d.fieldList.push_back(
-      {{"y_pixels", paramType::Int, 0, std::nullopt, "Y pixels", group, false}, &T::y_pixels});
+      {{"y_pixels", paramType::Int, std::nullopt, "Y pixels", group, false}, &T::y_pixels});
   d.fieldList.push_back(
-      {{"x_percent", paramType::Float, 100, std::nullopt, "X percent", group, false},
+      {{"x_percent", paramType::Float, std::nullopt, "X percent", group, false},
        &T::x_percent});
   d.fieldList.push_back(
-      {{"y_percent", paramType::Float, 100, std::nullopt, "Y percent", group, false},
+      {{"y_percent", paramType::Float, std::nullopt, "Y percent", group, false},
        &T::y_percent});
 }
 
 recordDescriptor<CIRes> makeCIRes() {
   recordDescriptor<CIRes> d{"CIRes", "IRes", "Image ReSize", {}};
   d.fieldList.push_back(
-      {{"m_cp", paramType::Int, 1, std::pair{0.0, 1.0}, "Constrain Proportions"}, &CIRes::m_cp});
+      {{"m_cp", paramType::Int, std::pair{0.0, 1.0}, "Constrain Proportions"}, &CIRes::m_cp});
   d.fieldList.push_back({{"m_int",
-                          paramType::Radio,
-                          1,
-                          std::nullopt,
+                          paramType::Radio, std::nullopt,
                           "Resample Image",
                           "Resample Image",
                           true,
@@ -96,14 +94,14 @@ recordDescriptor<CIRes> makeCIRes() {
 recordDescriptor<CICrop> makeCICrop() {
   recordDescriptor<CICrop> d{"CICrop", "", "Trim/Lengthen", {}};
   d.fieldList.push_back(
-      {{"relative", paramType::Int, 0, std::pair{0.0, 1.0}, "Relative", "", false},
+      {{"relative", paramType::Int, std::pair{0.0, 1.0}, "Relative", "", false},
        &CICrop::relative});
   const std::vector<radioChoice> sides = {{-1, "-1"}, {0, "0"}, {1, "1"}};
   const std::string anchor = "Anchor";
-  d.fieldList.push_back({{"anchor_x", paramType::Radio, -1, std::nullopt,
+  d.fieldList.push_back({{"anchor_x", paramType::Radio, std::nullopt,
                           "The corner where image will be placed", anchor, false, sides},
                          &CICrop::anchor_x});
-  d.fieldList.push_back({{"anchor_y", paramType::Radio, 0, std::nullopt,
+  d.fieldList.push_back({{"anchor_y", paramType::Radio, std::nullopt,
                           "The corner where image will be placed", anchor, false, sides},
                          &CICrop::anchor_y});
   addSizeFields(d);
@@ -125,9 +123,7 @@ const recordDescriptor<FlipRot>& FlipRot::descriptor() {
                                            "FlipRot",
                                            "Flip / Rotate",
                                            {{{"regime",
-                                              paramType::Radio,
-                                              0,
-                                              std::nullopt,
+                                              paramType::Radio, std::nullopt,
                                               "Flip / Rotate",
                                               "",
                                               true,
@@ -147,13 +143,13 @@ const recordDescriptor<CSRS>& CSRS::descriptor() {
       "CSRS",
       "SRS",
       "Scale + Rotate + Shift",
-      {{{"m_alpha", paramType::Float, 0, std::pair{-1000.0, 1000.0}, "Rotation (Degrees)"},
+      {{{"m_alpha", paramType::Float, std::pair{-1000.0, 1000.0}, "Rotation (Degrees)"},
         &CSRS::m_alpha},
-       {{"m_scx", paramType::Float, 0, std::pair{0.000001, 1e6}, "Scale X"}, &CSRS::m_scx},
-       {{"m_scy", paramType::Float, 0, std::pair{0.000001, 1e6}, "Scale Y"}, &CSRS::m_scy},
-       {{"m_shx", paramType::Float, 0, std::pair{-1e6, 1e6}, "Shift X"}, &CSRS::m_shx},
-       {{"m_shy", paramType::Float, 0, std::pair{-1e6, 1e6}, "Shift Y"}, &CSRS::m_shy},
-       {{"interp", paramType::Radio, -1, std::nullopt, "Interpolation", "Interpolation", false,
+       {{"m_scx", paramType::Float, std::pair{0.000001, 1e6}, "Scale X"}, &CSRS::m_scx},
+       {{"m_scy", paramType::Float, std::pair{0.000001, 1e6}, "Scale Y"}, &CSRS::m_scy},
+       {{"m_shx", paramType::Float, std::pair{-1e6, 1e6}, "Shift X"}, &CSRS::m_shx},
+       {{"m_shy", paramType::Float, std::pair{-1e6, 1e6}, "Shift Y"}, &CSRS::m_shy},
+       {{"interp", paramType::Radio, std::nullopt, "Interpolation", "Interpolation", false,
          interpolation},
         &CSRS::interp}}};
   return d;
@@ -165,15 +161,15 @@ const recordDescriptor<CSSR>& CSSR::descriptor() {
       "CSSR",
       "SSR",
       "Scale + Relative  Rotate & Shift",
-      {{{"m_alpha", paramType::Float, 0, std::pair{-1000.0, 1000.0}, "Rotation (Degrees)"},
+      {{{"m_alpha", paramType::Float, std::pair{-1000.0, 1000.0}, "Rotation (Degrees)"},
         &CSSR::m_alpha},
-       {{"m_scx", paramType::Float, 0, std::pair{0.000001, 1e6}, "Scale X"}, &CSSR::m_scx},
-       {{"m_scy", paramType::Float, 0, std::pair{0.000001, 1e6}, "Scale Y"}, &CSSR::m_scy},
-       {{"m_x1", paramType::Float, 0, std::nullopt, "X1", origin}, &CSSR::m_x1},
-       {{"m_x2", paramType::Float, 0, std::nullopt, "X2", target}, &CSSR::m_x2},
-       {{"m_y1", paramType::Float, 0, std::nullopt, "Y1", origin}, &CSSR::m_y1},
-       {{"m_y2", paramType::Float, 0, std::nullopt, "Y2", target}, &CSSR::m_y2},
-       {{"interp", paramType::Radio, -1, std::nullopt, "Interpolation", "Interpolation", false,
+       {{"m_scx", paramType::Float, std::pair{0.000001, 1e6}, "Scale X"}, &CSSR::m_scx},
+       {{"m_scy", paramType::Float, std::pair{0.000001, 1e6}, "Scale Y"}, &CSSR::m_scy},
+       {{"m_x1", paramType::Float, std::nullopt, "X1", origin}, &CSSR::m_x1},
+       {{"m_x2", paramType::Float, std::nullopt, "X2", target}, &CSSR::m_x2},
+       {{"m_y1", paramType::Float, std::nullopt, "Y1", origin}, &CSSR::m_y1},
+       {{"m_y2", paramType::Float, std::nullopt, "Y2", target}, &CSSR::m_y2},
+       {{"interp", paramType::Radio, std::nullopt, "Interpolation", "Interpolation", false,
          interpolation},
         &CSSR::interp}}};
   return d;

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "plugin/session.h"
+
 namespace tamble {
 namespace {
 
@@ -11,27 +13,24 @@ const std::string features = "Markers Features";
 const std::string law = "Threshold Law";
 
 paramInfo checkBox(const std::string& key, const std::string& caption) {
-  return {key, paramType::Int, 0, std::pair{0.0, 1.0}, caption};
+  return {key, paramType::Int, std::pair{0.0, 1.0}, caption};
 }
 
 paramInfo signChoice(const std::string& key) {
-  return {key, paramType::Radio, -1, std::nullopt, "Markers Features", features, true, signs};
+  return {key, paramType::Radio, std::nullopt, "Markers Features", features, true, signs};
 }
 
 // A value the record holds and stores, with no control and no check.
-paramInfo held(const std::string& key, double def) {
-  return {key, paramType::Int, def, std::nullopt, "", "", true};
+paramInfo held(const std::string& key) {
+  return {key, paramType::Int, std::nullopt, "", "", true};
 }
 
-struct memory {
+struct markerMemory {
   CRevMarkers revise;
   CAutomarq search;  // only the five shared values are read
 };
 
-memory& last() {
-  static memory values;
-  return values;
-}
+markerMemory& last() { return session().remembered<markerMemory>(); }
 
 }  // namespace
 
@@ -40,7 +39,7 @@ const recordDescriptor<CRevMarkers>& CRevMarkers::descriptor() {
       "CRevMarkers",
       "RevMarkers",
       "Revise/Draw Markers",
-      {{{"m_BiggestRadius", paramType::Double, 5.0, std::pair{1.0, 999.0}, "Diameter (2...995)"},
+      {{{"m_BiggestRadius", paramType::Double, std::pair{1.0, 999.0}, "Diameter (2...995)"},
         &CRevMarkers::m_BiggestRadius},
        {signChoice("iposneg"), &CRevMarkers::iposneg}}};
   return d;
@@ -58,24 +57,22 @@ const recordDescriptor<CAutomarq>& CAutomarq::descriptor() {
       "CAutomarq",
       "Automarq",
       "Auto Marker Search",
-      {{{"m_bmr", paramType::Float, 3.0, std::pair{2.0, 995.0}, "Diameter (2...995)"}, &T::m_bmr},
-       {{"m_tresh", paramType::Float, 1.0, std::pair{0.01, 100.0}, "Scale (~1.0)", law},
+      {{{"m_bmr", paramType::Float, std::pair{2.0, 995.0}, "Diameter (2...995)"}, &T::m_bmr},
+       {{"m_tresh", paramType::Float, std::pair{0.01, 100.0}, "Scale (~1.0)", law},
         &T::m_tresh},
-       {{"m_rel", paramType::Float, 0.4, std::pair{0.01, 0.99}, "Scale (0.001 - 0.999)", law},
+       {{"m_rel", paramType::Float, std::pair{0.01, 0.99}, "Scale (0.001 - 0.999)", law},
         &T::m_rel},
        {checkBox("m_fixed", "Select only fixed markers"), &T::m_fixed},
        {signChoice("pos_neg"), &T::pos_neg},
-       {held("regime", 1), &T::regime},
+       {held("regime"), &T::regime},
        {{"th_rel",
-         paramType::Radio,
-         1,
-         std::nullopt,
+         paramType::Radio, std::nullopt,
          "Threshold Law",
          law,
          true,
          {{0, "Entropy based"}, {1, "Relative based"}}},
         &T::th_rel},
-       {held("high_speed", 0), &T::high_speed}}};
+       {held("high_speed"), &T::high_speed}}};
   return d;
 }
 
@@ -85,19 +82,17 @@ const recordDescriptor<CAutomarsc>& CAutomarsc::descriptor() {
       "CAutomarsc",
       "Automarsc",
       "Auto Marker Search With Enumeration",
-      {{{"m_bmr", paramType::Float, 2.0, std::pair{2.0, 995.0}, "Radius (~2...995)"}, &T::m_bmr},
-       {{"m_entropy", paramType::Float, 1.0, std::pair{0.001, 999.0}, "Scale (~1.0)", law},
+      {{{"m_bmr", paramType::Float, std::pair{2.0, 995.0}, "Radius (~2...995)"}, &T::m_bmr},
+       {{"m_entropy", paramType::Float, std::pair{0.001, 999.0}, "Scale (~1.0)", law},
         &T::m_entropy},
-       {{"m_relative", paramType::Float, 0.2, std::pair{0.001, 1.0}, "Scale (0.001 - 0.999)", law},
+       {{"m_relative", paramType::Float, std::pair{0.001, 1.0}, "Scale (0.001 - 0.999)", law},
         &T::m_relative},
        {checkBox("m_fixed", "Select Only Fixed Markers"), &T::m_fixed},
        {signChoice("pos_neg"), &T::pos_neg},
        {checkBox("m_renumeration", "ENumeration"), &T::m_renumeration},
-       {{"m_box", paramType::Int, 9, std::pair{3.0, 99.0}, "Box"}, &T::m_box},
+       {{"m_box", paramType::Int, std::pair{3.0, 99.0}, "Box"}, &T::m_box},
        {{"rel",
-         paramType::Radio,
-         1,
-         std::nullopt,
+         paramType::Radio, std::nullopt,
          "Threshold Law",
          law,
          true,
@@ -113,8 +108,8 @@ const recordDescriptor<CAutomarl>& CAutomarl::descriptor() {
       "CAutomarl",
       "Automarl",
       "Markers Search by Limited Marker's Number",
-      {{{"m_bmr", paramType::Float, 2.0, std::pair{2.0, 995.0}, "Diameter (2...995)"}, &T::m_bmr},
-       {{"m_limit", paramType::Int, 100, std::pair{1.0, 1000.0}, "Markers Number (1...1000)"},
+      {{{"m_bmr", paramType::Float, std::pair{2.0, 995.0}, "Diameter (2...995)"}, &T::m_bmr},
+       {{"m_limit", paramType::Int, std::pair{1.0, 1000.0}, "Markers Number (1...1000)"},
         &T::m_limit}}};
   return d;
 }

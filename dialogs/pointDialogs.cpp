@@ -15,22 +15,22 @@ template <class T>
 void addLimits(recordDescriptor<T>& d) {
   const std::string group = "Image Intensity MIN/MAX";
   d.fieldList.push_back(
-      {{"image_min", paramType::Float, 0, std::nullopt, "MIN", group, false}, &T::image_min});
+      {{"image_min", paramType::Float, std::nullopt, "MIN", group, false}, &T::image_min});
   d.fieldList.push_back(
-      {{"image_max", paramType::Float, 0, std::nullopt, "MAX", group, false}, &T::image_max});
+      {{"image_max", paramType::Float, std::nullopt, "MAX", group, false}, &T::image_max});
 }
 
-paramInfo checkBox(const std::string& key, double def, const std::string& caption) {
-  return {key, paramType::Int, def, std::pair{0.0, 1.0}, caption};
+paramInfo checkBox(const std::string& key, const std::string& caption) {
+  return {key, paramType::Int, std::pair{0.0, 1.0}, caption};
 }
 
 recordDescriptor<CArithmetic> makeCArithmetic() {
   recordDescriptor<CArithmetic> d{
       "CArithmetic", "Arithmetic", "Arithmetic Operations with Constant", {}};
-  d.fieldList.push_back({{"m_constant", paramType::Float, 0, std::pair{-1e10, 1e10}, "Constant"},
+  d.fieldList.push_back({{"m_constant", paramType::Float, std::pair{-1e10, 1e10}, "Constant"},
                          &CArithmetic::m_constant});
   d.fieldList.push_back(
-      {{"af", paramType::Radio, 1, std::nullopt, "Operation", "Operation", false, operations},
+      {{"af", paramType::Radio, std::nullopt, "Operation", "Operation", false, operations},
        &CArithmetic::af});
   addLimits(d);
   return d;
@@ -39,12 +39,12 @@ recordDescriptor<CArithmetic> makeCArithmetic() {
 recordDescriptor<CCut_Off> makeCCut_Off() {
   recordDescriptor<CCut_Off> d{
       "CCut_Off", "Cut_Off", "Cut off Intensities (Clipping of Intensity Values Range)", {}};
-  d.fieldList.push_back({checkBox("m_key_min", 1, "Cut Below"), &CCut_Off::m_key_min});
-  d.fieldList.push_back({checkBox("m_key_max", 0, "Cut Above"), &CCut_Off::m_key_max});
+  d.fieldList.push_back({checkBox("m_key_min", "Cut Below"), &CCut_Off::m_key_min});
+  d.fieldList.push_back({checkBox("m_key_max", "Cut Above"), &CCut_Off::m_key_max});
   d.fieldList.push_back(
-      {{"m_Cut_Max_Value", paramType::Float, 1000.0, std::nullopt, "MAX Threshold"},
+      {{"m_Cut_Max_Value", paramType::Float, std::nullopt, "MAX Threshold"},
        &CCut_Off::m_Cut_Max_Value});
-  d.fieldList.push_back({{"m_Cut_Min_Value", paramType::Float, 0.0, std::nullopt, "MIN Threshold"},
+  d.fieldList.push_back({{"m_Cut_Min_Value", paramType::Float, std::nullopt, "MIN Threshold"},
                          &CCut_Off::m_Cut_Min_Value});
   addLimits(d);
   return d;
@@ -53,8 +53,8 @@ recordDescriptor<CCut_Off> makeCCut_Off() {
 recordDescriptor<CFlood> makeCFlood() {
   recordDescriptor<CFlood> d{"CFlood", "Flood", "Flood ROI With User Defined Value", {}};
   d.fieldList.push_back(
-      {{"m_Value", paramType::Float, 0, std::nullopt, "User Defined Value"}, &CFlood::m_Value});
-  d.fieldList.push_back({checkBox("m_bg", 0, "Set ON to fill BackGround"), &CFlood::m_bg});
+      {{"m_Value", paramType::Float, std::nullopt, "User Defined Value"}, &CFlood::m_Value});
+  d.fieldList.push_back({checkBox("m_bg", "Set ON to fill BackGround"), &CFlood::m_bg});
   addLimits(d);
   return d;
 }
@@ -63,28 +63,26 @@ recordDescriptor<CRanged_Filters> makeCRanged_Filters() {
   using R = CRanged_Filters;
   recordDescriptor<R> d{"CRanged_Filters", "Ranged_Filters", "Ranged Filters", {}};
   d.fieldList.push_back({{"m_Ranged_Filters_kind",
-                          paramType::Radio,
-                          2,
-                          std::nullopt,
+                          paramType::Radio, std::nullopt,
                           "Filter",
                           "Filter",
                           true,
                           {{1, "Wiener"}, {2, "Gauss"}, {3, "Median"}, {4, "3D Fast"}}},
                          &R::m_Ranged_Filters_kind});
-  d.fieldList.push_back({{"m_Ranged_Filters_iter", paramType::Int, 1, std::pair{1.0, 999.0},
+  d.fieldList.push_back({{"m_Ranged_Filters_iter", paramType::Int, std::pair{1.0, 999.0},
                           "Iterations Number (1-999)"},
                          &R::m_Ranged_Filters_iter});
   const std::string user = "User Defined";
   d.fieldList.push_back(
-      {{"m_Ranged_Filters_max_value", paramType::Float, 0, std::nullopt, "MAX", user},
+      {{"m_Ranged_Filters_max_value", paramType::Float, std::nullopt, "MAX", user},
        &R::m_Ranged_Filters_max_value});
   d.fieldList.push_back(
-      {{"m_Ranged_Filters_min_value", paramType::Float, 0, std::nullopt, "MIN", user},
+      {{"m_Ranged_Filters_min_value", paramType::Float, std::nullopt, "MIN", user},
        &R::m_Ranged_Filters_min_value});
-  d.fieldList.push_back({{"m_Ranged_Filters_diam", paramType::Float, 3.0, std::pair{3.0, 999.0},
+  d.fieldList.push_back({{"m_Ranged_Filters_diam", paramType::Float, std::pair{3.0, 999.0},
                           "Filter Diameter (3-999)"},
                          &R::m_Ranged_Filters_diam});
-  d.fieldList.push_back({{"m_Ranged_Filters_thr", paramType::Float, 0.1, std::pair{0.000001, 1e6},
+  d.fieldList.push_back({{"m_Ranged_Filters_thr", paramType::Float, std::pair{0.000001, 1e6},
                           "Threshold (~0.001-1000.)"},
                          &R::m_Ranged_Filters_thr});
   addLimits(d);
@@ -103,7 +101,7 @@ const recordDescriptor<CImageArith>& CImageArith::descriptor() {
       "CImageArith",
       "",
       "Image Simple Arithmetic",
-      {{{"oper", paramType::Radio, 1, std::nullopt, "Operation", "Operation", false, operations},
+      {{{"oper", paramType::Radio, std::nullopt, "Operation", "Operation", false, operations},
         &CImageArith::oper}}};
   return d;
 }

@@ -11,9 +11,9 @@ const recordDescriptor<CAuto_Wiener_filter>& CAuto_Wiener_filter::descriptor() {
       "CAuto_Wiener_filter",
       "Auto_Wiener_filter",
       "Adaptive Wiener Filter",
-      {{{"m_rl", paramType::Float, 3.0, std::pair{1.0, 999.0}, "Filter Diameter (3 - 999)"},
+      {{{"m_rl", paramType::Float, std::pair{1.0, 999.0}, "Filter Diameter (3 - 999)"},
         &R::m_rl},
-       {{"m_sc", paramType::Float, 1.0, std::pair{leastNoise, 1e6},
+       {{"m_sc", paramType::Float, std::pair{leastNoise, 1e6},
          "Scale Coefficient (0.001 - 1000.)"},
         &R::m_sc}}};
   return d;

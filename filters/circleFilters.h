@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "api/arrayWorks.h"
+#include "geometry/polynomialMap.h"
 
 namespace zel {
 class image;
@@ -26,13 +27,15 @@ void MedianCircle(filterField& field, const filterMask& bkgr, const filterMask& 
 // every edge becomes 0 once a pass has run.
 void MedianSquare(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
                   int diameter);
-// MedianSquare below diameter 11; above, median of a shrunk copy and back.
-void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
-                int diameter);
+// MedianSquare below diameter 11; above, median of a shrunk copy and back
+// (resized by ImageResize, which leaves its map in `map`).
+void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations, int diameter,
+                polynomialState& map);
 // MedianFast without its median: for a diameter of 11 and more, the 3 by 3
 // median, the Gauss, the shrink and the way back and the last Gauss; below
 // 11 nothing.
-void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter);
+void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter,
+                  polynomialState& map);
 // Separable Gauss, renormalised over the samples present at each pixel.
 void GaussSeparable(filterField& field, const filterMask& bkgr, const filterMask& ROI,
                     int iterations, float diameter);

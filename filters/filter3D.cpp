@@ -1,6 +1,7 @@
 // The 3D filter: a Gauss in (x, y, intensity/height). Rows are computed in
 // parallel; the calling thread, between its rows, reports the rows done by
-// all to the host, so the host is only ever called from the calling thread.
+// all through the report sink, so the sink is only ever called from the
+// calling thread.
 //
 // A row is summed cell by cell across the whole row, so each pixel adds its
 // cells in the circle's order, as one pixel at a time would. A cell outside
@@ -17,9 +18,9 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
 #include "filters/circleWork.h"
-#include "host/hostUi.h"
 
 namespace tamble {
 namespace {
@@ -116,7 +117,7 @@ void reportProgress(long long done, long long total, int& shown) {
   const int percent = at * 100 / progressRange;
   if (percent == shown) return;
   shown = percent;
-  hostUi().progress("3D Filter", percent);
+  zel::report().progress("3D Filter", percent);
 }
 
 }  // namespace
@@ -124,11 +125,11 @@ void reportProgress(long long done, long long total, int& shown) {
 void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
               float diameter, float height, bool rational) {
   const int W = field.width(), H = field.height();
-  hostUi().progress("3D Filter", 0);
+  zel::report().progress("3D Filter", 0);
   const int R = (static_cast<int>(std::trunc(diameter + 0.5)) + 1) / 2;
   // The bar ends at 100 percent; the early return closes it at once.
   if (!(height > 1e-10f) || R < 1) {
-    hostUi().progress("3D Filter", 100);
+    zel::report().progress("3D Filter", 100);
     return;
   }
   if (!field.sameExtent(bkgr) || !bkgr.sameExtent(ROI)) zel::raise<zel::DimError>();
@@ -167,7 +168,7 @@ void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI,
     }
     reportProgress(before + H, total, shown);
   }
-  if (shown != 100) hostUi().progress("3D Filter", 100);
+  if (shown != 100) zel::report().progress("3D Filter", 100);
 }
 
 }  // namespace tamble

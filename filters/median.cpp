@@ -331,7 +331,8 @@ namespace {
 // and a Gauss, a shrink by S, `middle` on the small image, the way back and
 // a last Gauss.
 template <class Middle>
-void shrunkFrame(filterField& field, filterMask& bkgr, filterMask& ROI, int S, Middle middle) {
+void shrunkFrame(filterField& field, filterMask& bkgr, filterMask& ROI, int S, Middle middle,
+                 polynomialState& map) {
   const int W1 = field.width() / S, H1 = field.height() / S;
   filterField smallField(W1, H1);
   filterMask smallBkgr(W1, H1), smallROI(W1, H1);
@@ -339,29 +340,35 @@ void shrunkFrame(filterField& field, filterMask& bkgr, filterMask& ROI, int S, M
   // The step timings are kept out: nobody reads them.
   MedianSquare(field, bkgr, ROI, 1, 3);
   GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S + 3));
-  ImageResize(field, bkgr, ROI, fullMarkers, smallField, smallBkgr, smallROI, smallMarkers, 1);
+  ImageResize(field, bkgr, ROI, fullMarkers, smallField, smallBkgr, smallROI, smallMarkers, 1, map);
   middle(smallField, smallBkgr, smallROI);
-  ImageResize(smallField, smallBkgr, smallROI, smallMarkers, field, bkgr, ROI, fullMarkers, 1);
+  ImageResize(smallField, smallBkgr, smallROI, smallMarkers, field, bkgr, ROI, fullMarkers, 1, map);
   GaussSeparable(field, bkgr, ROI, 1, static_cast<float>(S));
 }
 
 }  // namespace
 
-void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations,
-                int diameter) {
+void MedianFast(filterField& field, filterMask& bkgr, filterMask& ROI, int iterations, int diameter,
+                polynomialState& map) {
   const int S = diameter / 11 + 1;
   if (S == 1) {
     MedianSquare(field, bkgr, ROI, iterations, diameter);
     return;
   }
-  shrunkFrame(field, bkgr, ROI, S, [&](filterField& f, filterMask& b, filterMask& r) {
-    MedianCircle(f, b, r, iterations, diameter / S);
-  });
+  shrunkFrame(
+      field, bkgr, ROI, S,
+      [&](filterField& f, filterMask& b, filterMask& r) {
+        MedianCircle(f, b, r, iterations, diameter / S);
+      },
+      map);
 }
 
-void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter) {
+void CoarseSmooth(filterField& field, filterMask& bkgr, filterMask& ROI, int diameter,
+                  polynomialState& map) {
   const int S = diameter / 11 + 1;
-  if (S > 1) shrunkFrame(field, bkgr, ROI, S, [](filterField&, filterMask&, filterMask&) {});
+  if (S > 1)
+    shrunkFrame(
+        field, bkgr, ROI, S, [](filterField&, filterMask&, filterMask&) {}, map);
 }
 
 }  // namespace tamble

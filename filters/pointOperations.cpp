@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
-#include "host/platform.h"
 
 namespace tamble {
 namespace {
@@ -93,12 +93,13 @@ void ImageArithmeticBM(const fieldStore& field1, const maskStore& bkgr1, const m
   if (!sameSize(field1, bkgr1) || !sameSize(field1, ROI1) || !sameSize(field1, field2) ||
       !sameSize(field1, bkgr2) || !sameSize(field1, ROI2) || !sameSize(field1, outField) ||
       !sameSize(field1, outBkgr) || !sameSize(field1, outROI)) {
-    message("ImageArithmeticBM: Images Have Different Dimensions. Operation is Canceled", false);
+    zel::report().notice(
+        "ImageArithmeticBM: Images Have Different Dimensions. Operation is Canceled");
     failed = true;  // the caller must not take the untouched output
     return;
   }
   if (op < 1 || op > 4) {
-    message("ImageArithmeticBM: Unknown Arithmetic Operation. Operation is Canceled", false);
+    zel::report().notice("ImageArithmeticBM: Unknown Arithmetic Operation. Operation is Canceled");
     failed = true;
     return;
   }

@@ -21,7 +21,7 @@ void CutOffIntensities(fieldStore& field, const maskStore& bkgr, const maskStore
 
 // out = field1 op field2 where both are in their ROIs; a background pixel of
 // either input gives value 0 and background; outside the ROIs value 0 and ROI
-// clear. Different sizes or an unknown op: a message and `failed` true.
+// clear. Different sizes or an unknown op: a notice and `failed` true.
 void ImageArithmeticBM(const fieldStore& field1, const maskStore& bkgr1, const maskStore& ROI1,
                        const fieldStore& field2, const maskStore& bkgr2, const maskStore& ROI2,
                        fieldStore& outField, maskStore& outBkgr, maskStore& outROI, int op,

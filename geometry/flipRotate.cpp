@@ -4,8 +4,8 @@
 #include <cstddef>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "geometry/transforms.h"
-#include "host/platform.h"
 
 namespace tamble {
 namespace {
@@ -82,7 +82,7 @@ void FlipRotate(fieldStore& field, maskStore& bkgr, maskStore& ROI, zel::markers
   if (!field.sameExtent(bkgr) || !field.sameExtent(ROI)) zel::raise<zel::DimError>();
   const int w = field.width(), h = field.height();
   if (needsSquare(regime) && w != h) {
-    message("Image Must Be Square!", false);
+    zel::report().notice("Image Must Be Square!");
     return;
   }
   permute(field, regime);

@@ -1,4 +1,4 @@
-// The process-wide polynomial map and its evaluation. Every evaluation, of a
+// The polynomial map's evaluation. Every evaluation, of a
 // single point or of a row of pixels, goes through one template per order, so
 // a marker and a pixel at the same place are carried by the same arithmetic.
 #include "geometry/polynomialMap.h"
@@ -44,11 +44,6 @@ void carryRow(const double (&cx)[10], const double (&cy)[10], int x0, int n, dou
 
 }  // namespace
 
-polynomialState& polynomialMap() {
-  static polynomialState state;
-  return state;
-}
-
 bool isPolynomialOrder(int order) {
   return order == 0 || order == 1 || order == 3 || order == 6 || order == 10;
 }
@@ -88,8 +83,8 @@ void mapRow(const double (&cx)[10], const double (&cy)[10], int order, int x0, i
   }
 }
 
-void setAffineMap(double x0, double x1, double x2, double y0, double y1, double y2) {
-  polynomialState& map = polynomialMap();
+void setAffineMap(polynomialState& map, double x0, double x1, double x2, double y0, double y1,
+                  double y2) {
   map = polynomialState{};
   map.order = 3;
   map.forwardX[0] = x0;

@@ -1,7 +1,8 @@
-// The process-wide polynomial map between an image and its source: the last
-// geometric transform or alignment leaves it here, and the warp engines read
-// it. Coefficients stand in the order 1, x, y, x*y, x*x, y*y, x*x*y, x*y*y,
-// x*x*x, y*y*y; the order (0, 1, 3, 6 or 10) says how many are used.
+// The polynomial map between an image and its source: a geometric transform
+// or alignment sets it, and the warp engines read it. The caller keeps it
+// (the commands keep the last one in their session). Coefficients stand in
+// the order 1, x, y, x*y, x*x, y*y, x*x*y, x*y*y, x*x*x, y*y*y; the order
+// (0, 1, 3, 6 or 10) says how many are used.
 #pragma once
 
 namespace tamble {
@@ -13,8 +14,6 @@ struct polynomialState {
   double inverseX[10] = {};  // source position to output X
   double inverseY[10] = {};  // source position to output Y
 };
-
-polynomialState& polynomialMap();
 
 // The polynomial of `order` terms with coefficients `c` at (x, y), summed
 // from the left in the coefficient order (order 0 is 0, order 1 is c[0]).
@@ -39,8 +38,9 @@ mappedPoint mapPoint(const double (&cx)[10], const double (&cy)[10], int order, 
 void mapRow(const double (&cx)[10], const double (&cy)[10], int order, int x0, int n, double y,
             double* xs, double* ys);
 
-// Sets an affine map (order 3; the higher coefficients cleared) from the
-// output-to-source coefficients, and its inverse.
-void setAffineMap(double x0, double x1, double x2, double y0, double y1, double y2);
+// Sets `map` to an affine map (order 3; the higher coefficients cleared) from
+// the output-to-source coefficients, and its inverse.
+void setAffineMap(polynomialState& map, double x0, double x1, double x2, double y0, double y1,
+                  double y2);
 
 }  // namespace tamble

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "geometry/transforms.h"
-#include "host/platform.h"
 
 namespace tamble {
 namespace {
@@ -101,12 +101,12 @@ void keepShifted(const zel::markersArray& src, zel::markersArray& dst, int ox, i
 
 void ImageResize(const fieldStore& srcField, const maskStore& srcBkgr, const maskStore& srcROI,
                  const zel::markersArray& srcMarkers, fieldStore& dstField, maskStore& dstBkgr,
-                 maskStore& dstROI, zel::markersArray& dstMarkers, int kind) {
+                 maskStore& dstROI, zel::markersArray& dstMarkers, int kind, polynomialState& map) {
   requireLayers(srcField, srcBkgr, srcROI);
   const int nx0 = srcField.width(), ny0 = srcField.height();
   const int nx1 = dstField.width(), ny1 = dstField.height();
   if (const char* refusal = resizeRefusal(nx1, ny1)) {
-    message(refusal, false);
+    zel::report().notice(refusal);
     return;
   }
   // The canvas holds both sizes, so the engine resamples in place.
@@ -117,7 +117,7 @@ void ImageResize(const fieldStore& srcField, const maskStore& srcBkgr, const mas
   zel::markersArray markers = srcMarkers;
   const float scaleX = static_cast<float>(nx1) / static_cast<float>(nx0);
   const float scaleY = static_cast<float>(ny1) / static_cast<float>(ny0);
-  ScaleRotateRelative(field, bkgr, ROI, markers, scaleX, scaleY, 0, 0, 0, 0, 0, kind);
+  ScaleRotateRelative(field, bkgr, ROI, markers, scaleX, scaleY, 0, 0, 0, 0, 0, kind, map);
   reshape(dstBkgr, nx1, ny1);
   reshape(dstROI, nx1, ny1);
   placeAll(field, bkgr, ROI, dstField, dstBkgr, dstROI, 0, 0);
@@ -131,7 +131,7 @@ void ImageCrop(const fieldStore& srcField, const maskStore& srcBkgr, const maskS
   const int w0 = srcField.width(), h0 = srcField.height();
   const int w1 = dstField.width(), h1 = dstField.height();
   if (const char* refusal = cropRefusal(w1, h1)) {
-    message(refusal, false);
+    zel::report().notice(refusal);
     return;
   }
   // The first row is shown at the bottom, so "top" (anchor y -1) is the end

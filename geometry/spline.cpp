@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/platform.h"
+#include "api/report.h"
 
 namespace tamble {
 namespace {
@@ -45,7 +45,7 @@ int pieceIndex(float coordinate) {
 
 void splgn(float h, const float* /*x*/, const float* y, int n, float* b, float* c, float* d) {
   if (n < 3) {
-    message("splgn: n < 3 Operation Canceled", false);
+    zel::report().notice("splgn: n < 3 Operation Canceled");
     return;
   }
   if (!(std::fabs(h) >= 1e-10)) return;

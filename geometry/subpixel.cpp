@@ -2,9 +2,9 @@
 // pixel is sampled on a fine grid and its highest point taken.
 #include <string>
 
+#include "api/report.h"
 #include "geometry/spline.h"
 #include "geometry/transforms.h"
-#include "host/platform.h"
 
 namespace tamble {
 namespace {
@@ -29,9 +29,9 @@ void loadBlock(const fieldStore& field, int cx, int cy, const searchGrid& grid,
                float (&block)[5][5]) {
   const int w = field.width(), h = field.height();
   for (int jj = 0; jj < 5; ++jj)
-    if (outside(cy - 2 + jj, h)) message(grid.rowText, false);
+    if (outside(cy - 2 + jj, h)) zel::report().notice(grid.rowText);
   for (int ii = 0; ii < 5; ++ii)
-    if (outside(cx - 2 + ii, w)) message(grid.columnText, false);
+    if (outside(cx - 2 + ii, w)) zel::report().notice(grid.columnText);
   for (int jj = 0; jj < 5; ++jj) {
     const int y = cy - 2 + jj;
     if (outside(y, h)) continue;

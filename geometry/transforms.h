@@ -4,6 +4,7 @@
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
+#include "geometry/polynomialMap.h"
 
 namespace tamble {
 
@@ -11,19 +12,21 @@ using fieldStore = zel::arrayStore<float, 2>;
 using maskStore = zel::arrayStore<bool, 2>;
 
 // kind: -1 WarpBilinearMS, 0 nearest, 1 bilinear, 2 damped bicubic; any other
-// value does nothing. Both set the polynomial map to the affine transform.
+// value does nothing. Both set `map` to the affine transform they resample by.
 void ScaleRotateShift(fieldStore& field, maskStore& bkgr, maskStore& ROI,
                       zel::markersArray& markers, double scaleX, double scaleY, double alpha,
-                      double shiftX, double shiftY, int kind);
+                      double shiftX, double shiftY, int kind, polynomialState& map);
 void ScaleRotateRelative(fieldStore& field, maskStore& bkgr, maskStore& ROI,
                          zel::markersArray& markers, double scaleX, double scaleY, double x1,
-                         double y1, double x2, double y2, double alpha, int kind);
+                         double y1, double x2, double y2, double alpha, int kind,
+                         polynomialState& map);
 
 // Resamples the source into the destination, whose layers the caller has
-// sized. Sizes below 3 or above 16368 are refused with a message.
+// sized, through ScaleRotateRelative (which sets `map`). Sizes below 3 or
+// above 16368 are refused with a notice.
 void ImageResize(const fieldStore& srcField, const maskStore& srcBkgr, const maskStore& srcROI,
                  const zel::markersArray& srcMarkers, fieldStore& dstField, maskStore& dstBkgr,
-                 maskStore& dstROI, zel::markersArray& dstMarkers, int kind);
+                 maskStore& dstROI, zel::markersArray& dstMarkers, int kind, polynomialState& map);
 
 // Places the source on a canvas of the destination's size at the anchor
 // (-1, 0, 1 on each axis). Sizes below 10 or above 16368 are refused.

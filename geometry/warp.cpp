@@ -523,8 +523,8 @@ void bicubicTile(const source src, const grid pad, const polynomialState& map, c
 }  // namespace
 
 void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
-                    zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/) {
-  const polynomialState& map = polynomialMap();
+                    zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/,
+                    const polynomialState& map) {
   const source src = prepare(field, bkgr, ROI, map);
   result out(field.count);
   moveMarkers(markers, map);
@@ -537,10 +537,9 @@ void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& 
 }
 
 void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
-                zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/,
-                int kind) {
+                zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/, int kind,
+                const polynomialState& map) {
   if (kind < 0 || kind > 2) zel::raise<zel::AlgoError>("WarpInterp: kind must be 0, 1 or 2");
-  const polynomialState& map = polynomialMap();
   const source src = prepare(field, bkgr, ROI, map);
   result out(field.count);
   moveMarkers(markers, map);

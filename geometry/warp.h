@@ -1,6 +1,6 @@
-// The two resampling engines: they rewrite an image in place through the
-// process-wide polynomial map (output position to source position) and move
-// the markers by its inverse.
+// The two resampling engines: they rewrite an image in place through a
+// polynomial map (output position to source position) and move the markers
+// by its inverse.
 //
 // Both read the map with its order (0 and 1 keep the identity part, see
 // mapPoint). An output pixel whose source lies off the image gets value 0 and
@@ -14,6 +14,7 @@
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
+#include "geometry/polynomialMap.h"
 
 namespace tamble {
 
@@ -23,7 +24,8 @@ namespace tamble {
 // and (ix+1, iy+1) as far as the case uses them, never from (ix, iy) itself;
 // the last column interpolates along y only, the last row along x only.
 void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
-                    zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones);
+                    zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones,
+                    const polynomialState& map);
 
 // Kind 0 nearest neighbour, 1 bilinear, 2 damped bicubic spline. The source
 // counts as inside when the nearest pixel (trunc(fx + 0.5), trunc(fy + 0.5))
@@ -32,6 +34,7 @@ void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& 
 // Bilinear sums (here and in WarpBilinearMS) are f64, as the fractions are,
 // narrowed once; kind 2 is f32 throughout, its fractions narrowed to f32.
 void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
-                zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones, int kind);
+                zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones, int kind,
+                const polynomialState& map);
 
 }  // namespace tamble

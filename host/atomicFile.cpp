@@ -1,4 +1,4 @@
-#include "atomicFile.h"
+#include "host/atomicFile.h"
 
 #include "api/errors.h"
 #include "api/paths.h"

@@ -1,15 +1,15 @@
-#include "paramRecord.h"
+#include "host/paramRecord.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <cmath>
 #include <limits>
 #include <locale>
 #include <sstream>
 
+#include "api/numbers.h"
 #include "api/paths.h"
-#include "platform.h"
+#include "host/platform.h"
 
 namespace tamble {
 namespace {
@@ -31,17 +31,9 @@ T readNumber(const std::string& section, const std::string& key, T def) {
   return value;
 }
 
-std::string formatNumber(double value, int precision) {
-  std::ostringstream out;
-  out.imbue(std::locale::classic());
-  out.precision(precision);
-  out << value;
-  return out.str();
-}
-
 template <class T>
 void writeNumber(const std::string& section, const std::string& key, T value, int precision) {
-  reg_set_string(section, key, numberText(value, precision));
+  reg_set_string(section, key, zel::numberText(value, precision, zel::decimalMark::comma));
 }
 
 bool isWhole(double v) { return std::isfinite(v) && v == std::trunc(v); }
@@ -50,7 +42,7 @@ bool fitsInt(double v) { return isWhole(v) && v >= INT_MIN && v <= INT_MAX; }
 // Whole numbers without decimals (even large ones), others with 6 digits.
 std::string showNumber(double v) {
   if (isWhole(v) && std::abs(v) < 1e15) return std::to_string(static_cast<long long>(v));
-  return formatNumber(v, 6);
+  return zel::numberText(v, 6, zel::decimalMark::point);
 }
 
 // Saturating: a descriptor may pair Int with a member that holds anything.
@@ -100,17 +92,7 @@ std::string trimmed(const std::string& text) {
 // A number as a user types it: either decimal mark, an optional sign and
 // exponent, blanks around it, nothing else; finite.
 std::optional<double> parseNumber(const std::string& text) {
-  std::string t = trimmed(text);
-  std::replace(t.begin(), t.end(), ',', '.');
-  if (!t.empty() && t[0] == '+') {  // from_chars takes only "-"
-    t.erase(0, 1);
-    if (!t.empty() && (t[0] == '+' || t[0] == '-')) return {};
-  }
-  double v = 0;
-  const char* end = t.data() + t.size();
-  const auto [stop, error] = std::from_chars(t.data(), end, v);
-  if (error != std::errc() || stop != end || !std::isfinite(v)) return {};
-  return v;
+  return zel::parseNumber(text, {.comma = true, .plus = true, .blanks = true});
 }
 
 std::optional<std::size_t> findField(const paramRecord& record, const std::string& key) {
@@ -174,8 +156,8 @@ std::string valueText(const paramInfo& info, double v) {
   switch (info.type) {
     case paramType::Int:
     case paramType::Radio: return showNumber(v);
-    case paramType::Float: return formatNumber(v, 6);
-    case paramType::Double: return formatNumber(v, 16);
+    case paramType::Float: return zel::numberText(v, 6, zel::decimalMark::point);
+    case paramType::Double: return zel::numberText(v, 16, zel::decimalMark::point);
   }
   return {};
 }
@@ -190,12 +172,6 @@ std::string fieldLine(const paramInfo& info, double v) {
 }
 
 }  // namespace
-
-std::string numberText(double value, int precision) {
-  std::string text = formatNumber(value, precision);
-  std::replace(text.begin(), text.end(), '.', ',');
-  return text;
-}
 
 int read_param(const std::string& section, const std::string& key, int def) {
   return readNumber(section, key, def);
@@ -255,8 +231,9 @@ std::string storedText(const paramRecord& record, std::size_t field) {
   switch (record.fields()[field].type) {
     case paramType::Int:
     case paramType::Radio: return std::to_string(toInt(v));  // decimal: no mark to turn
-    case paramType::Float: return numberText(static_cast<float>(v), 6);
-    case paramType::Double: return numberText(v, 16);
+    case paramType::Float:
+      return zel::numberText(static_cast<float>(v), 6, zel::decimalMark::comma);
+    case paramType::Double: return zel::numberText(v, 16, zel::decimalMark::comma);
   }
   return {};
 }

@@ -35,14 +35,14 @@ struct paramInfo {
   std::vector<radioChoice> choices;  // for Radio
 
   paramInfo() = default;
-  // Descriptors list their fields in one line each: key, type, default,
-  // range, caption, and where needed group, storage and radio choices.
-  paramInfo(std::string k, paramType t, double def,
-            std::optional<std::pair<double, double>> r = std::nullopt, std::string cap = {},
-            std::string grp = {}, bool store = true, std::vector<radioChoice> choice = {})
+  // Descriptors list their fields in one line each: key, type, range,
+  // caption, and where needed group, storage and radio choices. The default
+  // is the member's initializer, which the descriptor reads.
+  paramInfo(std::string k, paramType t, std::optional<std::pair<double, double>> r = std::nullopt,
+            std::string cap = {}, std::string grp = {}, bool store = true,
+            std::vector<radioChoice> choice = {})
       : key(std::move(k)),
         type(t),
-        defaultValue(def),
         range(std::move(r)),
         caption(std::move(cap)),
         group(std::move(grp)),
@@ -90,11 +90,26 @@ struct recordDescriptor {
         title(std::move(ttl)),
         fieldList(std::move(fields)) {}
 
+  // The fields with their defaults, which are written once: as the members'
+  // initializers.
   std::vector<paramInfo> infos() const {
+    static const T fresh{};
     std::vector<paramInfo> out;
-    for (const field& f : fieldList) out.push_back(f.info);
+    for (const field& f : fieldList) {
+      out.push_back(f.info);
+      out.back().defaultValue = memberValue(fresh, f.where);
+    }
     return out;
   }
+
+  // g++ 12 warns about the alternatives a record has no member of (a
+  // double read from a record of ints) although they are never reached.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Warray-bounds"
+  static double memberValue(const T& object, const member& where) {
+    return std::visit([&object](auto m) { return static_cast<double>(object.*m); }, where);
+  }
+#pragma GCC diagnostic pop
 };
 
 // Binds a descriptor to an object of its class.
@@ -175,10 +190,6 @@ std::optional<std::string> assignParam(paramRecord& record, const std::string& k
 // The record as a user reads it: title, then a line per field with key,
 // type, present value, range and caption (and the choices of a radio).
 std::string describeRecord(const paramRecord& record);
-
-// The store's number format: default notation with `precision` significant
-// digits and a decimal comma ("0,25").
-std::string numberText(double value, int precision);
 
 // The store's number format: floats with a decimal comma.
 int read_param(const std::string& section, const std::string& key, int def);

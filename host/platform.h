@@ -1,4 +1,5 @@
-// The host functions that the plug-in calls by name.
+// The host functions of files and the parameter store that the plug-in
+// calls by name; those of user interaction are in host/interaction.h.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +10,6 @@
 
 #include "api/arrayWorks.h"
 #include "api/image.h"
-#include "plugin2d.h"
-
-namespace zel {
-class imagesList;
-}
-
-// A modal message through the installed HostUi: a notice (ask false) or a
-// yes/no question whose answer is the result.
-bool message(const std::string& text, bool ask);
-bool message_error(const std::string& text);
-void wait_cursor(bool on);
 
 // The parameter store: section and key to text.
 std::string reg_get_string(const std::string& section, const std::string& key,
@@ -28,13 +18,6 @@ void reg_set_string(const std::string& section, const std::string& key, const st
 // Several keys of one section, written to the store file in one go.
 void reg_set_strings(const std::string& section,
                      const std::vector<std::pair<std::string, std::string>>& values);
-
-// Command table helpers.
-plg2dapiFormatInfo separator_2d(std::string group);
-bool always(const zel::imagesList& list);
-bool never(const zel::imagesList& list);
-bool image_is_present(const zel::imagesList& list);
-void simulate(zel::imagesList& list);
 
 // Image files (see docs/file-formats.md). Failures raise zel::FileError with
 // a text that names the file and what is wrong.

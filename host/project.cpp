@@ -14,7 +14,6 @@
 #include "api/imagesList.h"
 #include "api/log.h"
 #include "api/markerFiles.h"
-#include "host/hostUi.h"
 #include "host/platform.h"
 #include "host/projectFile.h"
 
@@ -44,8 +43,6 @@ namespace {
 
 using tamble::vur::fileUse;
 using tamble::vur::pathKey;
-
-constexpr const char* projectFilter = "Tamble project (*.vur)|*.vur||";
 
 struct heldProject {
   zel::vurStr record;
@@ -98,7 +95,8 @@ void readCamera(const std::string& name, const std::string& folder, zel::cameraF
   if (!name.empty()) zel::read_camera(tamble::vur::absolute_in(name, folder), camera);
 }
 
-void reportUnknownKeys(const tamble::vur::contents& project, bool interactive) {
+void reportUnknownKeys(const tamble::vur::contents& project, bool interactive,
+                       const vurNotice& notice) {
   if (project.unknown.empty()) return;
   std::string text = project.record.project_file + ": keys the project file does not use:";
   for (const tamble::vur::located& at : project.unknown) {
@@ -111,7 +109,7 @@ void reportUnknownKeys(const tamble::vur::contents& project, bool interactive) {
         .write(where);
     text += "\n" + where;
   }
-  if (interactive) message(text, false);
+  if (interactive && notice) notice(text);
 }
 
 // ---- Images ----------------------------------------------------------------
@@ -231,7 +229,7 @@ zel::flowFeatures& get_flow() { return held().flow; }
 zel::cameraFeatures& get_sens_cam() { return held().sensCamera; }
 zel::cameraFeatures& get_refe_cam() { return held().refeCamera; }
 
-void read_vur_data(const std::string& path, bool interactive) {
+void read_vur_data(const std::string& path, bool interactive, const vurNotice& notice) {
   tamble::vur::contents project = tamble::vur::read_project(path, true);
   checkInputs(project);
   const std::string folder = tamble::vur::project_folder(project.record);
@@ -242,15 +240,8 @@ void read_vur_data(const std::string& path, bool interactive) {
       .level(4)
       .write(interactive ? "Project opened: " : "Project read: ")
       .write(next.record.project_file);
-  reportUnknownKeys(project, interactive);
+  reportUnknownKeys(project, interactive, notice);
   held() = std::move(next);
-}
-
-bool api_open_vur_project(int /*mode: always -1*/) {
-  const std::string file = tamble::hostUi().chooseFile("Open Project", projectFilter, false);
-  if (file.empty()) return false;
-  read_vur_data(file, true);
-  return true;
 }
 
 void read_vur_images(zel::imagesList& list, bool replace) {
@@ -269,21 +260,3 @@ void read_vur_images(zel::imagesList& list, bool replace) {
 
 void make_available_vur_project(bool available) { projectAvailable() = available; }
 bool vur_project_available() { return projectAvailable(); }
-
-void dlgFilesList::add_ext(const std::string& extension) {
-  const std::string ext =
-      !extension.empty() && extension.front() == '.' ? extension.substr(1) : extension;
-  if (!ext.empty() && std::find(extensions.begin(), extensions.end(), ext) == extensions.end())
-    extensions.push_back(ext);
-}
-
-bool dlgFilesList::DoModal() {
-  std::string patterns;
-  for (const std::string& ext : extensions) patterns += (patterns.empty() ? "*." : ";*.") + ext;
-  if (patterns.empty()) patterns = "*.*";
-  const std::string filter = "Files (" + patterns + ")|" + patterns + "||";
-  chosen.clear();
-  for (std::string& file : tamble::hostUi().chooseFiles("Choose Files", filter))
-    if (!file.empty()) chosen.push_back(std::move(file));
-  return !chosen.empty();
-}

@@ -1,11 +1,13 @@
 // The project library: one wind-tunnel run described by a ".vur" file (an
-// ini file, see docs/project-file.md), held once per process.
+// ini file, see docs/project-file.md), held once per process. What asks a
+// person (the project dialog, the files list) is in host/projectDialogs.h.
 //
 // The record keeps every path as the file writes it: relative to the
 // project's folder, or absolute. alt_path turns them between the two forms;
 // the readers resolve relative paths against the folder themselves.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -96,13 +98,12 @@ zel::cameraFeatures& get_refe_cam();
 // two cameras' files. A missing or unreadable project file, image, marker,
 // ROI or camera file, a malformed number or an unknown unit raises
 // zel::FileError naming the project file, the line and the key, and the
-// project held before stays as it was. `interactive` tells whether a person
-// chose the file: keys the format does not know are then shown to them as
-// well as logged.
-void read_vur_data(const std::string& path, bool interactive);
-// The project dialog: asks for a .vur file through the HostUi's file choice
-// and reads it. False on Cancel; errors of the file pass out as above.
-bool api_open_vur_project(int mode);
+// project held before stays as it was. Keys the format does not know are
+// logged; when `interactive` (a person chose the file) their list also goes
+// to `notice`, before the project is held. The form that shows it to the
+// person is read_vur_data(path, interactive) of host/projectDialogs.h.
+using vurNotice = std::function<void(const std::string&)>;
+void read_vur_data(const std::string& path, bool interactive, const vurNotice& notice);
 // Puts the held project's images into the list under their fixed names
 // (wind_off_sens, flat_refe, ...), each with its marker and ROI files where
 // the project names them. A list project's wind-on pair is its own
@@ -135,18 +136,3 @@ void write_vur_data(const std::string& path, const zel::vurStr& record,
 // becomes relative when the file lies under that folder or at most two
 // folders above it ("../../x"); others stay absolute.
 void alt_path(zel::vurStr& record);
-
-// The host's dialog for a list of files ("Automatic Convert List...").
-class dlgFilesList {
- public:
-  // Offers files ending in "." + extension (given with or without the dot).
-  void add_ext(const std::string& extension);
-  // Asks through the HostUi's choice of files; false on Cancel or an empty
-  // choice. The files stay in the order chosen.
-  bool DoModal();
-  const std::vector<std::string>& files() const { return chosen; }
-
- private:
-  std::vector<std::string> extensions;
-  std::vector<std::string> chosen;
-};

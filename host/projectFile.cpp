@@ -3,7 +3,6 @@
 #include "host/projectFile.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -16,6 +15,7 @@
 #include "api/camera.h"
 #include "api/errors.h"
 #include "api/iniFile.h"
+#include "api/numbers.h"
 #include "api/paths.h"
 
 namespace tamble::vur {
@@ -130,36 +130,10 @@ std::string currentFolder() {
   return fs::current_path(ec).string();
 }
 
-// A number: an optional sign, digits with at most one decimal mark ("." or
-// ","), an optional exponent; nothing else, and finite.
+// A number of the project file: either decimal mark, an optional sign and
+// exponent, nothing else; finite.
 std::optional<double> parseNumber(const std::string& text) {
-  std::size_t i = 0;
-  const std::size_t n = text.size();
-  auto digits = [&] {
-    const std::size_t from = i;
-    while (i < n && text[i] >= '0' && text[i] <= '9') ++i;
-    return i - from;
-  };
-  if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
-  std::size_t count = digits();
-  if (i < n && (text[i] == '.' || text[i] == ',')) {
-    ++i;
-    count += digits();
-  }
-  if (count == 0) return std::nullopt;
-  if (i < n && (text[i] == 'e' || text[i] == 'E')) {
-    ++i;
-    if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
-    if (digits() == 0) return std::nullopt;
-  }
-  if (i != n) return std::nullopt;
-  std::string plain = text.substr(text[0] == '+' ? 1 : 0);
-  std::replace(plain.begin(), plain.end(), ',', '.');
-  double value = 0.0;
-  const auto [end, ec] = std::from_chars(plain.data(), plain.data() + plain.size(), value);
-  if (ec != std::errc() || end != plain.data() + plain.size() || !std::isfinite(value))
-    return std::nullopt;
-  return value;
+  return zel::parseNumber(text, {.comma = true, .plus = true});
 }
 
 enum class quantity { pressure, temperature };
@@ -175,12 +149,8 @@ std::string unitComplaint(const std::string& unit, quantity kind) {
              : quoted(unit) + " is not a temperature unit (" + zel::temperature_unit_names() + ")";
 }
 
-// The shortest text that reads back as the same double.
-std::string numberText(double value) {
-  char text[64];
-  const auto [end, ec] = std::to_chars(text, text + sizeof text, value);
-  return ec == std::errc() ? std::string(text, end) : std::string("nan");
-}
+// Numbers are written as the shortest text that reads back the same.
+using zel::numberText;
 
 std::optional<bool> parseFlag(const std::string& text) {
   const std::string t = zel::lower(text);

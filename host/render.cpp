@@ -1,4 +1,4 @@
-#include "render.h"
+#include "host/render.h"
 
 #include <png.h>
 
@@ -12,7 +12,7 @@
 
 #include "api/errors.h"
 #include "api/parallel.h"
-#include "atomicFile.h"
+#include "host/atomicFile.h"
 
 namespace tamble {
 namespace {

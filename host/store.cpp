@@ -1,4 +1,4 @@
-#include "store.h"
+#include "host/store.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,8 +11,8 @@
 
 #include "api/errors.h"
 #include "api/log.h"
-#include "atomicFile.h"
-#include "platform.h"
+#include "host/atomicFile.h"
+#include "host/platform.h"
 
 namespace fs = std::filesystem;
 

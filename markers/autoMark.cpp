@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
 #include "geometry/transforms.h"
-#include "host/platform.h"
 #include "markers/markerWork.h"
 #include "markers/revise.h"
 
@@ -157,7 +157,7 @@ float RingMinMax(const searchField& image, int x, int y, int firstHalf, int stop
 }
 
 void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searchMask& ROI,
-                   zel::markersArray& markers, int sign, double D, float T) {
+                   zel::markersArray& markers, int sign, double D, float T, polynomialState& map) {
   markerWork::requireExtent(field, bkgr, ROI);
   markers.items.clear();
   const int W = field.width(), H = field.height();
@@ -177,9 +177,9 @@ void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searc
     GaussSeparable(B, Bk, Rc, 1, static_cast<float>(D / 10));
   }
   const int N = static_cast<int>(std::trunc(D));
-  MedianFast(B, Bk, Rc, 1, N);
+  MedianFast(B, Bk, Rc, 1, N, map);
   freshMasks();
-  CoarseSmooth(A, Bk, Rc, N);
+  CoarseSmooth(A, Bk, Rc, N, map);
   freshMasks();
   // The spots stand above 0 in C, the difference from the wide background.
   const bool peaks = sign == 1;
@@ -196,7 +196,7 @@ void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searc
   const int b = static_cast<int>(std::trunc(D * 0.5 + 0.5));
   clearBorder(C, b);
   if (std::any_of(C.data, C.data + C.count, [](float v) { return v < 0.0f; })) {
-    message("There are some negatives?!", false);
+    zel::report().notice("There are some negatives?!");
     std::replace_if(
         C.data, C.data + C.count, [](float v) { return v < 0.0f; }, 0.0f);
   }
@@ -250,7 +250,7 @@ void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searc
     }
   }
   // Nothing found is no failure, and nothing is reported.
-  if (markers.count() > 0) ReviseMarkers(field, bkgr, ROI, markers, sign, D);
+  if (markers.count() > 0) ReviseMarkers(field, bkgr, ROI, markers, sign, D, map);
 }
 
 }  // namespace tamble

@@ -15,6 +15,7 @@
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
+#include "geometry/polynomialMap.h"
 
 namespace tamble {
 
@@ -27,8 +28,9 @@ using ringImage = zel::arrayStore<std::int32_t, 2>;
 // peaks are taken one after the other, at least 2D apart, while they reach
 // the level lo + T*(hi - lo) of the sharpened image (T from 0 to 1) and stand
 // above 0; at most 500. ReviseMarkers then brings them to sub-pixel centres.
+// The fast median's resizing leaves its map in `map` (see MedianFast).
 void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searchMask& ROI,
-                   zel::markersArray& markers, int sign, double D, float T);
+                   zel::markersArray& markers, int sign, double D, float T, polynomialState& map);
 
 // The ring search. An integer copy of the image (0 to 1,000,000) has rings
 // peeled away from half-width trunc(D + 0.5) down to 1; a pixel survives only

@@ -10,12 +10,10 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
-#include "host/hostUi.h"
-#include "host/platform.h"
 #include "markers/autoMark.h"
 #include "markers/markerWork.h"
-#include "plugin/frame.h"
 
 namespace tamble {
 namespace {
@@ -93,16 +91,16 @@ void clearByRing(ringImage& image, const ringImage& before, const maskStore& mas
 // The progress of the search through the host, 1000 steps that wrap.
 class progressBar {
  public:
-  progressBar() { hostUi().progress(what, 0); }
+  progressBar() { zel::report().progress(what, 0); }
   ~progressBar() { close(); }
   void grow(int by) {
     if (!open) return;
     position += by;
     if (position > 1000) position -= 1000;
-    hostUi().progress(what, position / 10);
+    zel::report().progress(what, position / 10);
   }
   void close() {
-    if (open) hostUi().progress(what, 100);
+    if (open) zel::report().progress(what, 100);
     open = false;
   }
 
@@ -112,9 +110,7 @@ class progressBar {
   bool open = true;
 };
 
-void notice(const char* text) {
-  if (!quietMode) message(text, false);
-}
+void notice(const char* text) { zel::noticeUnlessQuiet(text); }
 
 // The first largest positive value of each row among pixels not blocked.
 struct rowPeaks {

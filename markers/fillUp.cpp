@@ -30,9 +30,8 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
-#include "host/platform.h"
-#include "plugin/frame.h"
 
 namespace tamble {
 namespace {
@@ -47,9 +46,7 @@ constexpr int southward[3] = {4, 3, 5};
 // Below this many region pixels the two sweeps run one after the other.
 constexpr std::size_t sweepsApart = 1u << 14;
 
-void notice(const char* text) {
-  if (!quietMode) message(text, false);
-}
+void notice(const char* text) { zel::noticeUnlessQuiet(text); }
 
 // The region pixels (ROI clear) row by row: the x of each, ascending.
 struct regionPixels {

@@ -9,10 +9,9 @@
 #include <vector>
 
 #include "api/parallel.h"
+#include "api/report.h"
 #include "filters/circleFilters.h"
-#include "host/platform.h"
 #include "markers/markerWork.h"
-#include "plugin/frame.h"
 
 namespace tamble {
 namespace {
@@ -24,7 +23,7 @@ using markerWork::valid;
 
 bool emptyArray(const zel::markersArray& markers) {
   if (markers.count() != 0) return false;
-  if (!quietMode) message(noMarkersInZone, false);
+  zel::noticeUnlessQuiet(noMarkersInZone);
   return true;
 }
 
@@ -184,7 +183,7 @@ void reviseOne(marker& m, const fieldStore& Q, const fieldStore& S, const maskSt
 }  // namespace
 
 void ReviseMarkers(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
-                   zel::markersArray& markers, int sign, double D) {
+                   zel::markersArray& markers, int sign, double D, polynomialState& map) {
   markerWork::requireExtent(field, bkgr, ROI);
   if (emptyArray(markers) || !(std::fabs(D) < 1e6)) return;
   const int W = field.width(), H = field.height();
@@ -210,7 +209,7 @@ void ReviseMarkers(const markerField& field, const markerMask& bkgr, const marke
   near.fill(false);
   markerWork::markZones(markers, bkgr, ROI, static_cast<float>(1.5 * D), reach, true, near);
   if (shrink)
-    MedianFast(R, bk, zone, 1, N);
+    MedianFast(R, bk, zone, 1, N, map);
   else
     squareMedianNear(R, markerParts(markers, bkgr, ROI, reach), near, N);
   // The spot stands above the background in S, and is a peak in Q.

@@ -11,6 +11,7 @@
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
+#include "geometry/polynomialMap.h"
 
 namespace tamble {
 
@@ -26,9 +27,10 @@ inline constexpr const char* noMarkersInZone = "No markers in active zone. Proce
 // looked at near the markers; the wide median itself, like MedianSquare,
 // reads every pixel of its window. A marker whose rounded position is
 // blocked or outside the image stays; a move of D or more is refused on its
-// axis.
+// axis. Where the wide median is the fast one, its resizing leaves its map in
+// `map` (see MedianFast).
 void ReviseMarkers(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
-                   zel::markersArray& markers, int sign, double D);
+                   zel::markersArray& markers, int sign, double D, polynomialState& map);
 
 // On the image smoothed over 2D near the markers: the centroid of the disk of
 // radius 2D, then the centroid of the cubed height above the frame around

@@ -5,7 +5,7 @@
 
 #include "api/imagesList.h"
 #include "host/fieldData.h"
-#include "host/platform.h"
+#include "host/interaction.h"
 #include "host/project.h"
 #include "plugin/memoryCell.h"
 #include "plugin/projectState.h"

@@ -1,30 +1,30 @@
-// The command table that the host reads into its menus.
+// The command table that the host reads into its menus, built from the
+// commands' descriptors in the order of the menus.
 #pragma once
 
-#include <span>
 #include <vector>
 
+#include "host/command.h"
 #include "host/plugin2d.h"
 
 namespace tamble {
 
-// One entry of the menus as the plug-in describes it.
-struct tableRow {
+// One menu: its group and its items in order, each a command's stable name
+// or `sep`.
+struct menuGroup {
   const char* group;
-  const char* label;
-  const char* tooltip;
-  bool (*enabled)(const zel::imagesList&);
-  const char* helpTopic;              // "<help file>::/html/<page>"
-  bool (*handler)(zel::imagesList&);  // null: the command is not offered yet
-  bool separator;
+  std::vector<const char*> items;
 };
+inline constexpr const char* sep = "-";
 
-// Every entry of the menus in order, offered or not.
-std::span<const tableRow> tableRows();
+// The menus in order (plugin/tableRows.cpp), offered or not.
+const std::vector<menuGroup>& menuOrder();
 
-// The entries offered now: rows with a handler, and the separators that
-// stand between offered rows (or close a group that offers any).
-std::vector<const tableRow*> offeredRows();
+// The entries offered now: the commands that are built, and the separators
+// that stand between offered commands (or close a group that offers any).
+// A command placed under a group other than its own is a mistake of the
+// build and raises std::logic_error.
+std::vector<menuEntry> offeredMenu();
 
 // Rebuilds the table from scratch on every call and answers the one static
 // structure; addresses from an earlier call become invalid.

@@ -5,22 +5,12 @@
 #include "api/imagesList.h"
 #include "dialogs/fillUpDialogs.h"
 #include "markers/fillUp.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/frame.h"
 
 namespace tamble {
 namespace {
-
-// The values the user chose last, for the next opening of the dialogs (the
-// store is read over them).
-struct remembered {
-  CFillMark fillMark;
-  ecfillup fill;
-};
-
-remembered& last() {
-  static remembered values;
-  return values;
-}
 
 const char* noMarkers(const zel::image& img) {
   return img.markers.count() == 0 ? "Markers are Absent.\nNo Markers to FillUp!" : nullptr;
@@ -43,12 +33,12 @@ const char* noBackground(const zel::image& img) {
 }  // namespace
 
 bool FillUpMarkersCommand(zel::imagesList& list) {
-  CFillMark dialog = last().fillMark;
+  CFillMark dialog = session().remembered<CFillMark>();
   boundRecord<CFillMark> record(CFillMark::descriptor(), dialog);
   operation op;
   op.guard = noMarkers;
   op.dialog = &record;
-  op.remember = [&dialog] { last().fillMark = dialog; };
+  op.remember = [&dialog] { session().remembered<CFillMark>() = dialog; };
   op.routine = [&dialog](zel::image& img) {
     FillUpMarkers(img.field(), img.bkgr(), img.ROI(), img.markers, dialog.m_diameter);
   };
@@ -56,12 +46,12 @@ bool FillUpMarkersCommand(zel::imagesList& list) {
 }
 
 bool FillUpCommand(zel::imagesList& list) {
-  ecfillup dialog = last().fill;
+  ecfillup dialog = session().remembered<ecfillup>();
   boundRecord<ecfillup> record(ecfillup::descriptor(), dialog);
   operation op;
   op.guard = allROI;
   op.dialog = &record;
-  op.remember = [&dialog] { last().fill = dialog; };
+  op.remember = [&dialog] { session().remembered<ecfillup>() = dialog; };
   op.routine = [&dialog](zel::image& img) {
     FillUp(img.field(), img.bkgr(), img.ROI(), dialog.bg_fill_flag != 0, dialog.direction,
            dialog.m_scale);
@@ -87,5 +77,22 @@ bool FillUpBackGroundCommand(zel::imagesList& list) {
   };
   return runStandard(list, op);
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"fill-up", "Edit", "Fill Up...",
+                         "Fills Specified Regions by Border Dependent Values",
+                         "edit2d.chm::/html/edit_fillup.htm", available::image_is_present,
+                         {rememberedRecord<ecfillup>}, FillUpCommand}),
+    commandRegistration({"fill-up-background", "Edit", "Fill Up BackGround",
+                         "Fills BackGround Regions by Border Dependent Values",
+                         "edit2d.chm::/html/edit_fillup_bg.htm", available::image_is_present,
+                         {}, FillUpBackGroundCommand}),
+    commandRegistration({"fill-up-markers", "Markers", "Fill Up Markers...",
+                         "Fills Marker Regions with Closely Spaced Values",
+                         "mark.chm::/html/markers_fillup.htm", available::image_is_present,
+                         {rememberedRecord<CFillMark>}, FillUpMarkersCommand}),
+};
+}  // namespace
 
 }  // namespace tamble

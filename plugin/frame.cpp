@@ -3,14 +3,15 @@
 #include <algorithm>
 
 #include "api/imagesList.h"
+#include "api/numbers.h"
 #include "api/paths.h"
 #include "host/hostUi.h"
+#include "host/interaction.h"
 #include "host/paramRecord.h"
-#include "host/platform.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 
 namespace tamble {
-
-int quietMode = 0;
 
 bool showDialog(paramRecord& record) {
   loadRecord(record);
@@ -48,7 +49,8 @@ bool dlgViewImage(zel::imagesList& list) {
 }
 
 std::string reportText(double seconds, bool fast) {
-  return "Operation: " + numberText(seconds, 16) + (fast ? " seconds FAST\n" : " seconds\n");
+  return "Operation: " + zel::numberText(seconds, 16, zel::decimalMark::comma) +
+         (fast ? " seconds FAST\n" : " seconds\n");
 }
 
 namespace {
@@ -118,5 +120,18 @@ bool UnDo(zel::imagesList& list) {
   list.restoreSnapshot();
   return true;
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"edit/undo", "Edit", "UnDo",
+                         "One step UnDo",
+                         "edit2d.chm::/html/edit_arithmetic.htm", available::undo_available,
+                         {}, UnDo}),
+    commandRegistration({"b-convert/undo", "B Convert", "UnDo",
+                         "Single step UnDo",
+                         "BConvert.chm::/html/BConvert_save.htm", available::undo_available,
+                         {}, UnDo}),
+};
+}  // namespace
 
 }  // namespace tamble

@@ -16,10 +16,6 @@ namespace tamble {
 
 class paramRecord;
 
-// While not zero, the notices of low-level routines are not shown. Opening a
-// project and converting a list set it for the length of their work.
-extern int quietMode;
-
 // The parameter dialog: loads the record from the store, lets the user edit
 // it (values out of range are refused and the dialog stays), and saves it on
 // OK. False means Cancel, and then nothing was written.

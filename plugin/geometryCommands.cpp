@@ -6,7 +6,9 @@
 #include "api/imagesList.h"
 #include "dialogs/geometryDialogs.h"
 #include "geometry/transforms.h"
-#include "host/platform.h"
+#include "host/interaction.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/frame.h"
 
 namespace tamble {
@@ -14,15 +16,31 @@ namespace {
 
 // The values the user chose last, for the next opening of the dialogs whose
 // values are not (all) kept in the store.
-struct remembered {
+struct geometryMemory {
   int regime = 0;
   int constrain = 1, resample = 1;
   int relative = 0, anchorX = -1, anchorY = 0;
 };
 
-remembered& last() {
-  static remembered values;
-  return values;
+geometryMemory& last() { return session().remembered<geometryMemory>(); }
+
+FlipRot flipRotateOpening() { return FlipRot{last().regime}; }
+
+// The size dialogs open on the image's size; the remembered choices are what
+// is known before.
+CIRes resizeOpening() {
+  CIRes dialog;
+  dialog.m_cp = last().constrain;
+  dialog.m_int = last().resample;
+  return dialog;
+}
+
+CICrop cropOpening() {
+  CICrop dialog;
+  dialog.relative = last().relative;
+  dialog.anchor_x = last().anchorX;
+  dialog.anchor_y = last().anchorY;
+  return dialog;
 }
 
 bool isQuarterTurn(int regime) { return regime == 1 || regime == 2 || regime == 5 || regime == 6; }
@@ -45,7 +63,7 @@ void reallocate(zel::image& img, int width, int height) {
 }  // namespace
 
 bool FlipRotateCommand(zel::imagesList& list) {
-  FlipRot dialog{last().regime};
+  FlipRot dialog = flipRotateOpening();
   boundRecord<FlipRot> record(FlipRot::descriptor(), dialog);
   if (!showDialog(record)) return true;
   zel::image* img = list.current();
@@ -69,7 +87,8 @@ bool ScaleRotateShiftCommand(zel::imagesList& list) {
   op.dialog = &record;
   op.routine = [&dialog](zel::image& img) {
     ScaleRotateShift(img.field(), img.bkgr(), img.ROI(), img.markers, dialog.m_scx, dialog.m_scy,
-                     dialog.m_alpha, dialog.m_shx, dialog.m_shy, dialog.interp);
+                     dialog.m_alpha, dialog.m_shx, dialog.m_shy, dialog.interp,
+                     session().polynomial);
   };
   return runStandard(list, op);
 }
@@ -83,16 +102,14 @@ bool ScaleRotateRelativeCommand(zel::imagesList& list) {
   op.routine = [&dialog](zel::image& img) {
     ScaleRotateRelative(img.field(), img.bkgr(), img.ROI(), img.markers, dialog.m_scx, dialog.m_scy,
                         dialog.m_x1, dialog.m_y1, dialog.m_x2, dialog.m_y2, -dialog.m_alpha,
-                        dialog.interp);
+                        dialog.interp, session().polynomial);
   };
   return runStandard(list, op);
 }
 
 bool ImageResizeCommand(zel::imagesList& list) {
   zel::image* img = list.current();
-  CIRes dialog;
-  dialog.m_cp = last().constrain;
-  dialog.m_int = last().resample;
+  CIRes dialog = resizeOpening();
   dialog.open(img->width(), img->height());
   boundRecord<CIRes> record(CIRes::descriptor(), dialog);
   operation op;
@@ -105,7 +122,7 @@ bool ImageResizeCommand(zel::imagesList& list) {
     const zel::image source(target);
     reallocate(target, dialog.x_pixels, dialog.y_pixels);
     ImageResize(source.field(), source.bkgr(), source.ROI(), source.markers, target.field(),
-                target.bkgr(), target.ROI(), target.markers, dialog.m_int);
+                target.bkgr(), target.ROI(), target.markers, dialog.m_int, session().polynomial);
   };
   op.time = operation::timing::timed;
   return runStandard(list, op);
@@ -113,10 +130,7 @@ bool ImageResizeCommand(zel::imagesList& list) {
 
 bool ImageCropCommand(zel::imagesList& list) {
   zel::image* img = list.current();
-  CICrop dialog;
-  dialog.relative = last().relative;
-  dialog.anchor_x = last().anchorX;
-  dialog.anchor_y = last().anchorY;
+  CICrop dialog = cropOpening();
   dialog.open(img->width(), img->height());
   boundRecord<CICrop> record(CICrop::descriptor(), dialog);
   operation op;
@@ -159,7 +173,7 @@ bool ZoomROICommand(zel::imagesList& list) {
     const float z = std::min(static_cast<float>(w) / static_cast<float>(xmax - xmin + 1),
                              static_cast<float>(h) / static_cast<float>(ymax - ymin + 1));
     ScaleRotateRelative(img.field(), img.bkgr(), img.ROI(), img.markers, z, z, (xmax + xmin) * 0.5,
-                        (ymax + ymin) * 0.5, w * 0.5, h * 0.5, 0.0, 2);
+                        (ymax + ymin) * 0.5, w * 0.5, h * 0.5, 0.0, 2, session().polynomial);
   };
   return runStandard(list, op);
 }
@@ -189,5 +203,40 @@ bool ROIMaximumCommand(zel::imagesList& list) {
   message(text.str(), false);
   return true;
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"flip-rotate", "Edit", "Flip/Rotate...",
+                         "Flips, Rotates Image (+-90 degrees only for Square Images)",
+                         "edit2d.chm::/html/edit_flip.htm", available::image_is_present,
+                         {openedRecord<FlipRot, flipRotateOpening>}, FlipRotateCommand}),
+    commandRegistration({"scale-rotate-shift", "Edit", "Scale,Rotate,Shift...",
+                         "Scales, Rotates and Shifts Image Sequentially Using Specified Values",
+                         "edit2d.chm::/html/edit_scrotsh.htm", available::image_is_present,
+                         {rememberedRecord<CSRS>}, ScaleRotateShiftCommand}),
+    commandRegistration({"scale-rotate-relative", "Edit", "Scale,Rotate Relative...",
+                         "Scales, Shifts and Rotates Image Sequentially Using Origin and Target Points",
+                         "edit2d.chm::/html/edit_scshrot.htm", available::image_is_present,
+                         {rememberedRecord<CSSR>}, ScaleRotateRelativeCommand}),
+    commandRegistration({"image-resize", "Edit", "Image Resize...",
+                         "Resizes Image According to Defined Dimensions",
+                         "edit2d.chm::/html/edit_resize.htm", available::image_is_present,
+                         {openedRecord<CIRes, resizeOpening>}, ImageResizeCommand}),
+    commandRegistration({"image-trim-lengthen", "Edit", "Image Trim/Lengthen...",
+                         "Trims/Lengthens Image (Canvas) According to Defined Dimensions",
+                         "edit2d.chm::/html/edit_crop.htm", available::image_is_present,
+                         {openedRecord<CICrop, cropOpening>}, ImageCropCommand}),
+    commandRegistration({"zoom-roi", "Edit", "Zoom ROI",
+                         "Zoom ROI Using BiCubic Damped Interpolation",
+                         "edit2d.chm::/html/edit_zoom_ROI.htm", available::image_is_present,
+                         {}, ZoomROICommand}),
+    commandRegistration({"roi-maximum-subpixel-coordinates", "Transform",
+                         "ROI Maximum Subpixel coordinates",
+                         "Performs Increasing Accuracy of Any ROI Group With Local Maximum Peak "
+                         "Position Determination",
+                         "transform.chm::/html/transform_interp_maxima.htm",
+                         available::image_is_present, {}, ROIMaximumCommand}),
+};
+}  // namespace
 
 }  // namespace tamble

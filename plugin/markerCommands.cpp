@@ -6,6 +6,8 @@
 #include "dialogs/markerDialogs.h"
 #include "markers/autoMark.h"
 #include "markers/revise.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/frame.h"
 
 namespace tamble {
@@ -30,6 +32,8 @@ bool runRevision(zel::imagesList& list, revision routine) {
   return runStandard(list, op);
 }
 
+CRevMarkers reviseOpening() { return revMarkersMemory(); }
+
 }  // namespace
 
 bool AutoMarkCommand(zel::imagesList& list) {
@@ -42,12 +46,18 @@ bool AutoMarkCommand(zel::imagesList& list) {
     // Fixed markers: the markers there are stay, and nothing is searched.
     if (dialog.m_fixed) return;
     AutoMarkQuick(img.field(), img.bkgr(), img.ROI(), img.markers, dialog.pos_neg,
-                  static_cast<double>(dialog.m_bmr), dialog.level());
+                  static_cast<double>(dialog.m_bmr), dialog.level(), session().polynomial);
   };
   return runStandard(list, op);
 }
 
-bool ReviseMarkersCommand(zel::imagesList& list) { return runRevision(list, ReviseMarkers); }
+bool ReviseMarkersCommand(zel::imagesList& list) {
+  return runRevision(list, [](const markerField& field, const markerMask& bkgr,
+                              const markerMask& ROI, zel::markersArray& markers, int sign,
+                              double D) {
+    ReviseMarkers(field, bkgr, ROI, markers, sign, D, session().polynomial);
+  });
+}
 
 bool ReviseMarkersCentersCommand(zel::imagesList& list) {
   return runRevision(list, ReviseMarkersCenters);
@@ -64,5 +74,22 @@ void SearchMarkersLimited(const zel::image& img, const CAutomarl& record, int si
   AutoMarkRings(img.field(), img.bkgr(), img.ROI(), found, record.m_bmr, defaults.rel,
                 defaults.m_entropy, defaults.m_relative, sign, 1, 0, record.m_limit);
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"auto-mark", "Markers", "Auto Mark...",
+                         "Performs Markers Search Using Quick Algorithm",
+                         "mark.chm::/html/markers_automark.htm", available::image_is_present,
+                         {openedRecord<CAutomarq, automarqFromMemory>}, AutoMarkCommand}),
+    commandRegistration({"revise-markers", "Markers", "Revise Markers...",
+                         "Recalculates Markers Positions with more Accuracy",
+                         "mark.chm::/html/markers_revise.htm", available::image_is_present,
+                         {openedRecord<CRevMarkers, reviseOpening>}, ReviseMarkersCommand}),
+    commandRegistration({"revise-markers-centers", "Markers", "Revise Markers (Centers)...",
+                         "Recalculates Markers Positions with more Precision",
+                         "mark.chm::/html/markers_revise.htm", available::image_is_present,
+                         {openedRecord<CRevMarkers, reviseOpening>}, ReviseMarkersCentersCommand}),
+};
+}  // namespace
 
 }  // namespace tamble

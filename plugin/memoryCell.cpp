@@ -7,8 +7,11 @@
 
 #include "api/imagesList.h"
 #include "api/parallel.h"
-#include "host/platform.h"
+#include "host/interaction.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/frame.h"
+#include "plugin/session.h"
 
 namespace tamble {
 namespace {
@@ -39,7 +42,7 @@ bool sameExtentOrTell(const zel::arrayStore<T, 2>& from, const zel::arrayStore<T
   else if (from.height() != to.height())
     text = vertical;
   if (!text) return true;
-  if (!quietMode) message(text, false);
+  if (!session().quietMode) message(text, false);
   return false;
 }
 
@@ -117,30 +120,12 @@ float safeDivide(float a, float b) { return std::fabs(b) < 1e-6f ? 0.0f : a / b;
 
 }  // namespace
 
-zel::arrayStore<float, 2>& memoryField() {
-  static zel::arrayStore<float, 2> store;
-  return store;
-}
-zel::arrayStore<bool, 2>& memoryBkgr() {
-  static zel::arrayStore<bool, 2> store;
-  return store;
-}
-zel::arrayStore<bool, 2>& memoryROI() {
-  static zel::arrayStore<bool, 2> store;
-  return store;
-}
-zel::markersArray& memoryMarkers() {
-  static zel::markersArray markers;
-  return markers;
-}
-zel::arrayStore<bool, 2>& roiBuffer() {
-  static zel::arrayStore<bool, 2> store;
-  return store;
-}
-zel::markersArray& markersBuffer() {
-  static zel::markersArray markers;
-  return markers;
-}
+zel::arrayStore<float, 2>& memoryField() { return session().memory.field; }
+zel::arrayStore<bool, 2>& memoryBkgr() { return session().memory.bkgr; }
+zel::arrayStore<bool, 2>& memoryROI() { return session().memory.roi; }
+zel::markersArray& memoryMarkers() { return session().memory.markers; }
+zel::arrayStore<bool, 2>& roiBuffer() { return session().memory.roiBuffer; }
+zel::markersArray& markersBuffer() { return session().memory.markersBuffer; }
 
 bool copy_bms(const zel::arrayStore<float, 2>& field, const zel::arrayStore<bool, 2>& bkgr,
               const zel::arrayStore<bool, 2>& roi, const zel::markersArray& markers,
@@ -276,5 +261,70 @@ bool MarkersPaste(zel::imagesList& list) {
   img->markers = markersBuffer();
   return true;
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"image-to-m", "MC", "Image -> M ...",
+                         "Copies ViewList Image into Memory Cell",
+                         "filters.chm::/html/filters_mc0.htm", available::image_is_present,
+                         {}, ImageToMemory, {{userChoice::kind::image, "Image"}}}),
+    commandRegistration({"x-to-m", "MC", "  X -> M",
+                         "Copies Current Image into Memory Cell",
+                         "filters.chm::/html/filters_mc1.htm", available::image_is_present,
+                         {}, CopyToMemory}),
+    commandRegistration({"m-to-x", "MC", "  M -> X",
+                         "Copies Memory Cell to Current Image",
+                         "filters.chm::/html/filters_mc2.htm", available::image_is_present,
+                         {}, CopyFromMemory}),
+    commandRegistration({"x-swap-m", "MC", "  X <-> M",
+                         "Changes Memory Cell with Current Image",
+                         "filters.chm::/html/filters_mc3.htm", available::image_is_present,
+                         {}, SwapWithMemory}),
+    commandRegistration({"m-plus-x", "MC", "  M + X",
+                         "Adds Current Image to Memory Cell",
+                         "filters.chm::/html/filters_mc4.htm", available::image_is_present,
+                         {}, MemoryPlusImage}),
+    commandRegistration({"m-minus-x", "MC", "  M - X",
+                         "Subtracts Current Image from Memory Cell",
+                         "filters.chm::/html/filters_mc5.htm", available::image_is_present,
+                         {}, MemoryMinusImage}),
+    commandRegistration({"m-times-x", "MC", "  M * X",
+                         "Multiplies Current Image with Memory Cell",
+                         "filters.chm::/html/filters_mc7.htm", available::image_is_present,
+                         {}, MemoryTimesImage}),
+    commandRegistration({"m-by-x", "MC", "  M / X",
+                         "Divides Memory Cell by Current Image",
+                         "filters.chm::/html/filters_mc8.htm", available::image_is_present,
+                         {}, MemoryByImage}),
+    commandRegistration({"x-minus-m", "MC", "  X - M",
+                         "Subtracts Memory Cell from Current Image",
+                         "filters.chm::/html/filters_mc6.htm", available::image_is_present,
+                         {}, ImageMinusMemory}),
+    commandRegistration({"x-by-m", "MC", "  X / M",
+                         "Divides Current Image by Memory Cell",
+                         "filters.chm::/html/filters_mc9.htm", available::image_is_present,
+                         {}, ImageByMemory}),
+    commandRegistration({"x-minus-m-squared", "MC", "  (X-M)^2",
+                         "Calculates Deviation of Current Image from Memory Cell",
+                         "filters.chm::/html/filters_mc10.htm", available::image_is_present,
+                         {}, DeviationFromMemory}),
+    commandRegistration({"roi-copy", "B Convert", "ROI Copy",
+                         "Copy ROI from Image OnScreen to Buffer",
+                         "BConvert.chm::/html/BConvert_setref.htm", available::roi_is_set,
+                         {}, ROICopy}),
+    commandRegistration({"roi-paste", "B Convert", "ROI Paste",
+                         "Copy ROI from Buffer to Image OnScreen",
+                         "BConvert.chm::/html/BConvert_setref.htm", available::roi_buffer_is_set,
+                         {}, ROIPaste}),
+    commandRegistration({"markers-copy", "B Convert", "Markers Copy",
+                         "Copy Markers from Image OnScreen to Buffer",
+                         "BConvert.chm::/html/BConvert_setref.htm", available::markers_present,
+                         {}, MarkersCopy}),
+    commandRegistration({"markers-paste", "B Convert", "Markers Paste",
+                         "Copy Markers from Buffer to Image OnScreen",
+                         "BConvert.chm::/html/BConvert_setref.htm", available::markers_buffer_filled,
+                         {}, MarkersPaste}),
+};
+}  // namespace
 
 }  // namespace tamble

@@ -20,8 +20,8 @@ zel::arrayStore<bool, 2>& roiBuffer();
 zel::markersArray& markersBuffer();
 
 // Copies four members of an image or of the cell into four others. The field
-// stores must agree in extent: otherwise a notice (unless quietMode) and
-// nothing is copied. Answers whether it copied.
+// stores must agree in extent: otherwise a notice (unless the session is
+// quiet) and nothing is copied. Answers whether it copied.
 bool copy_bms(const zel::arrayStore<float, 2>& field, const zel::arrayStore<bool, 2>& bkgr,
               const zel::arrayStore<bool, 2>& roi, const zel::markersArray& markers,
               zel::arrayStore<float, 2>& toField, zel::arrayStore<bool, 2>& toBkgr,

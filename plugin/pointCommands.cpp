@@ -8,25 +8,25 @@
 #include "dialogs/pointDialogs.h"
 #include "filters/circleFilters.h"
 #include "filters/rangedFilters.h"
-#include "host/platform.h"
+#include "host/interaction.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/frame.h"
 
 namespace tamble {
 namespace {
 
-// The values the user chose last, for the next opening of the dialogs (the
-// store, where a record has keys, is read over them).
-struct remembered {
-  CArithmetic arithmetic;
-  CImageArith imageArith;
-  CCut_Off cutOff;
-  float floodValue = 0;
-  CRanged_Filters ranged;
+// "Flood ROI..." remembers only its value: the background choice starts
+// from its default at each opening (the store, where it has the key, is read
+// over it).
+struct floodMemory {
+  float value = 0;
 };
 
-remembered& last() {
-  static remembered values;
-  return values;
+CFlood floodOpening() {
+  CFlood dialog;
+  dialog.m_Value = session().remembered<floodMemory>().value;
+  return dialog;
 }
 
 const char* minBelowMax = "Minimum Must Be Less Than Maximum!";
@@ -50,12 +50,12 @@ void copyPixels(const zel::arrayStore<T, 2>& from, zel::arrayStore<T, 2>& to) {
 }  // namespace
 
 bool ArithmeticCommand(zel::imagesList& list) {
-  CArithmetic dialog = last().arithmetic;
+  CArithmetic dialog = session().remembered<CArithmetic>();
   showLimits(dialog, *list.current());
   boundRecord<CArithmetic> record(CArithmetic::descriptor(), dialog);
   operation op;
   op.dialog = &record;
-  op.remember = [&dialog] { last().arithmetic = dialog; };
+  op.remember = [&dialog] { session().remembered<CArithmetic>() = dialog; };
   op.routine = [&dialog](zel::image& img) {
     ArithmeticConstant(img.field(), img.bkgr(), img.ROI(), dialog.af, dialog.m_constant);
   };
@@ -64,13 +64,13 @@ bool ArithmeticCommand(zel::imagesList& list) {
 
 bool ImageArithmeticCommand(zel::imagesList& list) {
   const int firstIndex = list.currentIndex;
-  CImageArith dialog = last().imageArith;
+  CImageArith dialog = session().remembered<CImageArith>();
   boundRecord<CImageArith> record(CImageArith::descriptor(), dialog);
   twoImageOperation op;
   op.dialog = &record;
   op.chooseBeforeDialog = true;
   op.changes = twoImageOperation::target::first;
-  op.remember = [&dialog] { last().imageArith = dialog; };
+  op.remember = [&dialog] { session().remembered<CImageArith>() = dialog; };
   op.routine = [&dialog](zel::image& first, zel::image& second) {
     zel::image out(first.width(), first.height());
     bool failed = false;
@@ -87,7 +87,7 @@ bool ImageArithmeticCommand(zel::imagesList& list) {
 }
 
 bool CutOffIntensitiesCommand(zel::imagesList& list) {
-  CCut_Off dialog = last().cutOff;
+  CCut_Off dialog = session().remembered<CCut_Off>();
   showLimits(dialog, *list.current());
   boundRecord<CCut_Off> record(CCut_Off::descriptor(), dialog);
   operation op;
@@ -96,7 +96,7 @@ bool CutOffIntensitiesCommand(zel::imagesList& list) {
     const bool both = dialog.m_key_min && dialog.m_key_max;
     return both && dialog.m_Cut_Min_Value >= dialog.m_Cut_Max_Value ? minBelowMax : nullptr;
   };
-  op.remember = [&dialog] { last().cutOff = dialog; };
+  op.remember = [&dialog] { session().remembered<CCut_Off>() = dialog; };
   op.routine = [&dialog](zel::image& img) {
     CutOffIntensities(img.field(), img.bkgr(), img.ROI(), dialog.m_key_max != 0,
                       dialog.m_Cut_Max_Value, dialog.m_key_min != 0, dialog.m_Cut_Min_Value);
@@ -116,8 +116,7 @@ bool FloodROICommand(zel::imagesList& list) {
     message("All Image is ROI.\nNo Flood Available!", false);
     return false;
   }
-  CFlood dialog;
-  dialog.m_Value = last().floodValue;
+  CFlood dialog = floodOpening();
   // The limits of the whole image apart from its background.
   zel::arrayStore<bool, 2> everywhere(img.width(), img.height());
   everywhere.fill(true);
@@ -125,7 +124,7 @@ bool FloodROICommand(zel::imagesList& list) {
   boundRecord<CFlood> record(CFlood::descriptor(), dialog);
   operation op;
   op.dialog = &record;
-  op.remember = [&dialog] { last().floodValue = dialog.m_Value; };
+  op.remember = [&dialog] { session().remembered<floodMemory>().value = dialog.m_Value; };
   op.routine = [&dialog](zel::image& target) {
     FloodROI(target.field(), target.bkgr(), target.ROI(), dialog.m_Value, dialog.m_bg != 0);
   };
@@ -133,7 +132,7 @@ bool FloodROICommand(zel::imagesList& list) {
 }
 
 bool RangedFiltersCommand(zel::imagesList& list) {
-  CRanged_Filters dialog = last().ranged;
+  CRanged_Filters dialog = session().remembered<CRanged_Filters>();
   showLimits(dialog, *list.current());
   // The band starts as the image's range; the store's values are read over it.
   dialog.m_Ranged_Filters_min_value = dialog.image_min;
@@ -145,7 +144,7 @@ bool RangedFiltersCommand(zel::imagesList& list) {
     return dialog.m_Ranged_Filters_min_value >= dialog.m_Ranged_Filters_max_value ? minBelowMax
                                                                                   : nullptr;
   };
-  op.remember = [&dialog] { last().ranged = dialog; };
+  op.remember = [&dialog] { session().remembered<CRanged_Filters>() = dialog; };
   std::string report;
   op.routine = [&dialog, &report](zel::image& img) {
     const auto start = std::chrono::steady_clock::now();
@@ -163,5 +162,35 @@ bool RangedFiltersCommand(zel::imagesList& list) {
   if (!report.empty()) message(report, false);
   return done;
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"arithmetic", "Edit", "Arithmetic...",
+                         "Image +,-,*,/ with user defined Constant.",
+                         "edit2d.chm::/html/edit_arithmetic.htm", available::image_is_present,
+                         {rememberedRecord<CArithmetic>}, ArithmeticCommand}),
+    commandRegistration({"image-arithmetic", "Edit", "Image Arithmetic...",
+                         "Image by Image +,-,*,/ with Apropriate BackGrounds and ROIs.",
+                         "edit2d.chm::/html/edit_image_arithmetic.htm", available::image_is_present,
+                         {rememberedRecord<CImageArith>}, ImageArithmeticCommand,
+                         {{userChoice::kind::image, "Image"}}}),
+    commandRegistration({"cut-off-intensities", "Edit", "Cut off Intensities...",
+                         "Cropping Intensity Vlaues Region.",
+                         "edit2d.chm::/html/edit_cutoff.htm", available::image_is_present,
+                         {rememberedRecord<CCut_Off>}, CutOffIntensitiesCommand}),
+    commandRegistration({"conservative-invert", "Edit", "Conservative Invert",
+                         "Invert Image Firld Values w/o Changing Intensity Limits",
+                         "edit2d.chm::/html/edit_invert.htm", available::image_is_present,
+                         {}, ConservativeInvertCommand}),
+    commandRegistration({"flood-roi", "Edit", "Flood ROI...",
+                         "Flood ROI with User Defined Value",
+                         "edit2d.chm::/html/edit_flood.htm", available::image_is_present,
+                         {openedRecord<CFlood, floodOpening>}, FloodROICommand}),
+    commandRegistration({"ranged-filters", "Edit", "Ranged Filters...",
+                         "Performs Flat/Gaussian/Median Filtering in Circle Window with user defined Range",
+                         "edit2d.chm::/html/edit_rangedfilters.htm", available::image_is_present,
+                         {rememberedRecord<CRanged_Filters>}, RangedFiltersCommand}),
+};
+}  // namespace
 
 }  // namespace tamble

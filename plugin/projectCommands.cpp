@@ -3,8 +3,12 @@
 #include <set>
 
 #include "api/imagesList.h"
-#include "host/platform.h"
+#include "dialogs/projectDialogs.h"
+#include "host/interaction.h"
 #include "host/project.h"
+#include "host/projectDialogs.h"
+#include "plugin/availability.h"
+#include "plugin/catalogue.h"
 #include "plugin/projectParameters.h"
 #include "plugin/projectState.h"
 
@@ -91,5 +95,19 @@ bool CloseProject(zel::imagesList& list) {
   forgetProject(list);
   return true;
 }
+
+namespace {
+const commandRegistration commands[] = {
+    commandRegistration({"open-project", "B Convert", "Open Project...",
+                         "Open ZEL Project",
+                         "BConvert.chm::/html/BConvert_open.htm", available::always,
+                         {freshRecord<CPTselect>}, OpenProject,
+                         {{userChoice::kind::file, "Open Project"}}}),
+    commandRegistration({"close-project", "B Convert", "Close Project",
+                         "1",
+                         "BConvert.chm::/html/BConvert_close.htm", available::project_images_present,
+                         {}, CloseProject}),
+};
+}  // namespace
 
 }  // namespace tamble

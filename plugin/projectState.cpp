@@ -3,9 +3,10 @@
 #include "api/imagesList.h"
 #include "dialogs/projectDialogs.h"
 #include "host/hostUi.h"
-#include "host/platform.h"
+#include "host/interaction.h"
 #include "host/project.h"
 #include "plugin/frame.h"
+#include "plugin/session.h"
 
 namespace tamble {
 
@@ -36,10 +37,7 @@ void forgetProject(zel::imagesList& list) {
   make_available_vur_project(true);
 }
 
-conversionState& state() {
-  static conversionState s;
-  return s;
-}
+conversionState& state() { return session().conversion; }
 
 std::string& paintKind() { return state().paintKind; }
 

@@ -1,29 +1,24 @@
 #include "apps/synth/options.h"
 
 #include <charconv>
-#include <cmath>
+
+#include "api/numbers.h"
 
 namespace tamble::synth {
 namespace {
 
-std::string numberText(double v) {
-  char text[64];
-  const auto [end, ec] = std::to_chars(text, text + sizeof text, v);
-  return ec == std::errc() ? std::string(text, end) : std::string("nan");
-}
+using zel::numberText;
 
 [[noreturn]] void refuse(const std::string& key, const std::string& value, const std::string& what) {
   throw optionError(key + ": '" + value + "' " + what);
 }
 
 double number(const std::string& key, const std::string& text, double low, double high) {
-  double v = 0.0;
-  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
-  if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(v))
-    refuse(key, text, "is not a number");
-  if (v < low || v > high)
+  const auto v = zel::parseNumber(text);
+  if (!v) refuse(key, text, "is not a number");
+  if (*v < low || *v > high)
     refuse(key, text, "lies outside " + numberText(low) + " to " + numberText(high));
-  return v;
+  return *v;
 }
 
 long whole(const std::string& key, const std::string& text, long low, long high) {

@@ -100,53 +100,76 @@ std::string shortName(const std::string& label) {
   return name;
 }
 
+commandNames::commandNames(std::vector<menuEntry> menu) : entries(std::move(menu)) {}
+
 commandNames::commandNames(const std::vector<plg2dapiFormatInfo>& table) {
-  for (const plg2dapiFormatInfo& row : table)
-    if (!row.isSeparator()) entries.push_back({&row, shortName(row.label), shortName(row.group)});
+  auto text = [this](const std::string& t) { return texts.emplace_back(t).c_str(); };
+  auto derived = [](const plg2dapiFormatInfo& row) { return shortName(row.label); };
+  for (const plg2dapiFormatInfo& row : table) {
+    if (row.isSeparator()) {
+      entries.push_back({nullptr, text(row.group)});
+      continue;
+    }
+    const bool shared = std::count_if(table.begin(), table.end(), [&](const auto& other) {
+                          return !other.isSeparator() &&
+                                 (derived(other) == derived(row) || other.label == row.label);
+                        }) > 1;
+    const std::string name = shared ? qualified(shortName(row.group), derived(row)) : derived(row);
+    made.push_back({text(name), text(row.group), text(row.label), text(row.tooltip),
+                    text(row.helpTopic), {"its availability test says no", row.enabled}, {},
+                    row.handler});
+    entries.push_back({&made.back(), made.back().group});
+  }
 }
 
-const commandNames::entry& commandNames::entryOf(const plg2dapiFormatInfo& row) const {
-  return *std::find_if(entries.begin(), entries.end(),
-                       [&](const entry& e) { return e.row == &row; });
+std::vector<const commandDescriptor*> commandNames::commands() const {
+  std::vector<const commandDescriptor*> out;
+  for (const menuEntry& e : entries)
+    if (e.command) out.push_back(e.command);
+  return out;
 }
 
-bool commandNames::ambiguous(const entry& e) const {
-  return std::any_of(entries.begin(), entries.end(), [&](const entry& other) {
-    return &other != &e && (other.name == e.name || other.row->label == e.row->label);
-  });
+namespace {
+
+bool namedExactly(const commandDescriptor& d, const std::string& typed) {
+  if (typed == d.name) return true;
+  return std::any_of(d.aliases.begin(), d.aliases.end(),
+                     [&](const char* alias) { return typed == alias; });
 }
 
-bool commandNames::matches(const entry& e, const std::string& typed) const {
-  if (typed == e.row->label || typed == e.name) return true;
+bool namedLoosely(const commandDescriptor& d, const std::string& typed) {
+  const std::string derived = shortName(d.label);
+  if (typed == d.label || typed == derived) return true;
   // Labels may hold '/' themselves, so every '/' is tried as the group's end.
   for (std::size_t slash = typed.find('/'); slash != std::string::npos;
        slash = typed.find('/', slash + 1)) {
     const std::string group = typed.substr(0, slash);
     const std::string rest = typed.substr(slash + 1);
-    if ((group == e.row->group || group == e.group) && (rest == e.row->label || rest == e.name))
+    if ((group == d.group || group == shortName(d.group)) &&
+        (rest == d.label || rest == derived || rest == d.name))
       return true;
   }
   return false;
 }
 
-std::string commandNames::typedName(const plg2dapiFormatInfo& row) const {
-  const entry& e = entryOf(row);
-  return ambiguous(e) ? qualified(e.group, e.name) : e.name;
-}
+}  // namespace
 
-const plg2dapiFormatInfo& commandNames::resolve(const std::string& typed) const {
-  std::vector<const entry*> found;
-  for (const entry& e : entries)
-    if (matches(e, typed)) found.push_back(&e);
+const commandDescriptor& commandNames::resolve(const std::string& typed) const {
+  const std::vector<const commandDescriptor*> all = commands();
+  std::vector<const commandDescriptor*> found;
+  for (const commandDescriptor* d : all)
+    if (namedExactly(*d, typed)) found.push_back(d);
+  if (found.empty())
+    for (const commandDescriptor* d : all)
+      if (namedLoosely(*d, typed)) found.push_back(d);
   if (found.empty())
     throw stepError("unknown command '" + typed + "'; 'tamble commands' lists the commands");
   if (found.size() > 1) {
     std::string names;
-    for (const entry* e : found)
-      names += (names.empty() ? "" : ", ") + qualified(e->group, e->name);
+    for (const commandDescriptor* d : found) names += (names.empty() ? "" : ", ") + std::string(d->name);
     throw stepError("'" + typed + "' names more than one command; say which: " + names);
   }
-  return *found.front()->row;
+  return *found.front();
 }
 
 }  // namespace tamble::cli

@@ -1,11 +1,13 @@
-// The names a user types for the rows of a command table: the label exactly
-// as the table has it, or a short name made from it, qualified by the group
-// where two rows would otherwise share a name.
+// The names a user types for the commands of a plug-in: each command's
+// stable name, its label exactly, or the short name made from its label,
+// qualified by the group where two commands would otherwise share a name.
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
+#include "host/command.h"
 #include "host/plugin2d.h"
 
 namespace tamble::cli {
@@ -19,28 +21,30 @@ std::string shortName(const std::string& label);
 
 class commandNames {
  public:
-  // Names the rows of `table` that are not separators; keeps pointers to them.
+  // The menu of a plug-in that describes its commands.
+  explicit commandNames(std::vector<menuEntry> menu);
+  // A plug-in that describes nothing: each row of its table becomes a
+  // command named by the short name of its label (qualified by the group
+  // where two rows would share one), with no records and an unnamed test.
   explicit commandNames(const std::vector<plg2dapiFormatInfo>& table);
+  commandNames(const commandNames&) = delete;
+  commandNames& operator=(const commandNames&) = delete;
 
-  // The row that `typed` names: its label, its short name, or either after
-  // "<group>/" with the group's name or short name. An unknown or ambiguous
-  // name is a stepError; the latter lists the qualified names to use.
-  const plg2dapiFormatInfo& resolve(const std::string& typed) const;
-  // The name to type for `row`: its short name, qualified when another row
-  // shares its label or short name.
-  std::string typedName(const plg2dapiFormatInfo& row) const;
+  const std::vector<menuEntry>& menu() const { return entries; }
+
+  // The command that `typed` names: its stable name or another name it
+  // keeps; else its label or the short name of its label, either alone or
+  // after "<group>/" with the group's name or short name. An unknown or
+  // ambiguous name is a stepError; the latter lists the names to use.
+  const commandDescriptor& resolve(const std::string& typed) const;
 
  private:
-  struct entry {
-    const plg2dapiFormatInfo* row;
-    std::string name;
-    std::string group;
-  };
-  const entry& entryOf(const plg2dapiFormatInfo& row) const;
-  bool ambiguous(const entry& e) const;
-  bool matches(const entry& e, const std::string& typed) const;
+  std::vector<const commandDescriptor*> commands() const;
 
-  std::vector<entry> entries;
+  std::vector<menuEntry> entries;
+  // What the descriptors made from a bare table point into.
+  std::deque<commandDescriptor> made;
+  std::deque<std::string> texts;
 };
 
 }  // namespace tamble::cli

@@ -1,13 +1,8 @@
 // The steps on the plug-in's commands: listing, describing, running, and the
 // host's own undo.
-#include <omp.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <memory>
 
 #include "api/errors.h"
 #include "api/log.h"
@@ -20,8 +15,8 @@
 namespace tamble::cli {
 namespace {
 
-bool available(const plg2dapiFormatInfo& row, const zel::imagesList& list) {
-  return !row.enabled || row.enabled(list);
+bool available(const commandDescriptor& d, const zel::imagesList& list) {
+  return !d.enabled.test || d.enabled.test(list);
 }
 
 std::string quoted(const std::string& text) { return "\"" + text + "\""; }
@@ -31,101 +26,31 @@ struct tableWidths {
   std::size_t label = 0;
 };
 
-tableWidths widthsOf(const loadedPlugin& plugin) {
+tableWidths widthsOf(const std::vector<menuEntry>& menu) {
   tableWidths w;
-  for (const plg2dapiFormatInfo& row : plugin.info().commands) {
-    if (row.isSeparator()) continue;
-    w.name = std::max(w.name, plugin.names().typedName(row).size());
-    w.label = std::max(w.label, quoted(row.label).size());
+  for (const menuEntry& e : menu) {
+    if (!e.command) continue;
+    w.name = std::max(w.name, std::string(e.command->name).size());
+    w.label = std::max(w.label, quoted(e.command->label).size());
   }
   return w;
 }
 
-// Stands in for the user while `describe` runs a command in a child process:
-// shows what the command asks for, cancels every dialog and choice, and stops
-// the command where it would start its work.
-class probeUi : public HostUi {
- public:
-  struct stop {};  // thrown where the command's work would begin
-  bool sawDialog = false;
-  bool sawNotice = false;
-  bool askedAnything = false;
-
-  bool message(const std::string& text, bool ask, bool) override {
-    askedAnything = askedAnything || ask;
-    sawNotice = sawNotice || !ask;
-    printBlock(stdout,
-               ask ? "  question:  " : "  notice:    ", ask ? text + " (--answer yes|no)" : text);
-    return !ask;
+// Each record as the next opening shows it: the remembered values with the
+// store's read over them.
+void describeRecords(const commandDescriptor& d) {
+  for (recordMaker make : d.records) {
+    const std::unique_ptr<paramRecord> record = make();
+    loadRecord(*record);
+    printBlock(stdout, "  dialog:    ", describeRecord(*record));
   }
-  bool editRecord(paramRecord& record) override {
-    sawDialog = askedAnything = true;
-    printBlock(stdout, "  dialog:    ", describeRecord(record));
-    return false;
+  for (const userChoice& c : d.asks) {
+    if (c.what == userChoice::kind::image) printBlock(stdout, "  image:     ", std::string(c.title) + " (--image NAME)");
+    if (c.what == userChoice::kind::file) printBlock(stdout, "  file:      ", std::string(c.title) + " (--file PATH)");
+    if (c.what == userChoice::kind::question)
+      printBlock(stdout, "  question:  ", std::string(c.title) + " (--answer yes|no)");
   }
-  int chooseImage(const std::string& title, const std::vector<std::string>&, int) override {
-    askedAnything = true;
-    printBlock(stdout, "  image:     ", title + " (--image NAME)");
-    return -1;
-  }
-  std::string chooseFile(const std::string& title, const std::string&, bool) override {
-    askedAnything = true;
-    printBlock(stdout, "  file:      ", title + " (--file PATH)");
-    return {};
-  }
-  std::vector<std::string> chooseFiles(const std::string& title,
-                                       const std::string& filter) override {
-    chooseFile(title, filter, false);
-    return {};
-  }
-  void waitCursor(bool on) override {
-    if (on) throw stop{};
-  }
-};
-
-void probeCommand(zel::imagesList& list, const plg2dapiFormatInfo& row) {
-  // A command that needs an image reaches its dialog only with one.
-  if (!list.current()) {
-    auto* img = new zel::image(64, 64);
-    img->setFieldName("probe");
-    list.addImage(img, false);
-  }
-  probeUi ui;
-  setHostUi(&ui);
-  try {
-    row.handler(list);
-  } catch (const probeUi::stop&) {
-  } catch (const zel::GenericError& e) {
-    printBlock(stdout, "  stopped:   ", errorText(e));
-  } catch (const std::exception& e) {
-    printBlock(stdout, "  stopped:   ", e.what());
-  }
-  if (!ui.askedAnything)
-    std::puts(ui.sawNotice ? "  asks:      nothing before the notice above (it stopped there)"
-                           : "  asks:      nothing");
-}
-
-// The command runs in a child process, so that nothing it does, to the list,
-// the memory cell or the buffers, reaches this session.
-void probeInChild(session& s, const plg2dapiFormatInfo& row) {
-  std::fflush(stdout);
-  std::fflush(stderr);
-  zel::log_sink().flush();
-  const pid_t child = fork();
-  if (child < 0) throw stepError(std::string("cannot examine the command: ") + strerror(errno));
-  if (child == 0) {
-    omp_set_num_threads(1);  // the parent's thread pool is not there after fork
-    probeCommand(s.list, row);
-    std::fflush(stdout);
-    _exit(0);
-  }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-    throw stepError("'" + row.label + "' failed while it was examined" +
-                    (WIFSIGNALED(status) ? " (signal " + std::to_string(WTERMSIG(status)) + ")"
-                                         : std::string()));
+  if (d.records.empty() && d.asks.empty()) std::puts("  asks:      nothing");
 }
 
 runAnswers answersOf(const stepArgs& a) {
@@ -140,44 +65,124 @@ runAnswers answersOf(const stepArgs& a) {
 }  // namespace
 
 void commandsStep(session& s, const stepArgs&) {
-  const loadedPlugin& plugin = s.plugin();
-  const tableWidths w = widthsOf(plugin);
+  const std::vector<menuEntry>& menu = s.plugin().menu();
+  const tableWidths w = widthsOf(menu);
   const std::string rule = "  " + std::string(w.name + w.label + 7, '-');
-  const std::string* group = nullptr;
-  for (const plg2dapiFormatInfo& row : plugin.info().commands) {
-    if (!group || *group != row.group) std::printf("%s\n", row.group.c_str());
-    group = &row.group;
-    if (row.isSeparator()) {
+  const char* group = nullptr;
+  for (const menuEntry& e : menu) {
+    const char* entryGroup = e.command ? e.command->group : e.group;
+    if (!group || std::string(group) != entryGroup) std::printf("%s\n", entryGroup);
+    group = entryGroup;
+    if (!e.command) {
       std::puts(rule.c_str());
       continue;
     }
-    std::printf("  %-*s  %-*s  %s\n", static_cast<int>(w.name),
-                plugin.names().typedName(row).c_str(), static_cast<int>(w.label),
-                quoted(row.label).c_str(), available(row, s.list) ? "yes" : "no");
+    std::printf("  %-*s  %-*s  %s\n", static_cast<int>(w.name), e.command->name,
+                static_cast<int>(w.label), quoted(e.command->label).c_str(),
+                available(*e.command, s.list) ? "yes" : "no");
   }
 }
 
 void describeStep(session& s, const stepArgs& a) {
-  const loadedPlugin& plugin = s.plugin();
-  const plg2dapiFormatInfo& row = plugin.names().resolve(a.command);
-  std::printf("%s  %s\n", plugin.names().typedName(row).c_str(), quoted(row.label).c_str());
-  printBlock(stdout, "  group:     ", row.group);
-  printBlock(stdout, "  tooltip:   ", row.tooltip);
-  printBlock(stdout, "  help:      ", row.helpTopic);
-  printBlock(stdout,
-             "  available: ", available(row, s.list) ? "yes" : "no (" + testName(row) + ")");
-  probeInChild(s, row);
+  const commandDescriptor& d = s.plugin().names().resolve(a.command);
+  std::printf("%s  %s\n", d.name, quoted(d.label).c_str());
+  printBlock(stdout, "  group:     ", d.group);
+  printBlock(stdout, "  tooltip:   ", d.tooltip);
+  printBlock(stdout, "  help:      ", d.helpTopic);
+  printBlock(stdout, "  available: ",
+             available(d, s.list) ? "yes" : "no (" + std::string(d.enabled.name) + ")");
+  describeRecords(d);
 }
 
 void runStep(session& s, const stepArgs& a) {
-  const plg2dapiFormatInfo& row = s.plugin().names().resolve(a.command);
+  const commandDescriptor& d = s.plugin().names().resolve(a.command);
   runAnswers given = answersOf(a);
-  if (!available(row, s.list))
-    throw stepError("'" + row.label + "' is not available: " + testName(row));
-  zel::get_log().level(4).write("tamble: run " + row.group + "/" + row.label);
+  if (!available(d, s.list))
+    throw stepError("'" + std::string(d.label) + "' is not available: " + d.enabled.name);
+  zel::get_log().level(4).write("tamble: run " + std::string(d.group) + "/" + d.label);
   s.ui.startRun(std::move(given));
-  row.handler(s.list);
-  s.ui.finishRun(row.label);
+  d.handler(s.list);
+  s.ui.finishRun(d.label);
+}
+namespace {
+
+const char* typeName(paramType t) {
+  switch (t) {
+    case paramType::Int: return "int";
+    case paramType::Float: return "float";
+    case paramType::Double: return "double";
+    case paramType::Radio: return "radio";
+  }
+  return "";
+}
+
+// A number of a record as the reference shows it: floats as the float they
+// are, so that 0.1 does not read 0.10000000149.
+std::string fieldNumber(const paramInfo& f, double v) {
+  return f.type == paramType::Float ? numberText(static_cast<float>(v)) : numberText(v);
+}
+
+std::string rangeText(const paramInfo& f) {
+  if (!f.choices.empty()) {
+    std::string text;
+    for (const radioChoice& c : f.choices)
+      text += (text.empty() ? "" : ", ") + std::to_string(c.value) + " \"" + c.label + "\"";
+    return text;
+  }
+  if (!f.range) return "any";
+  return fieldNumber(f, f.range->first) + " to " + fieldNumber(f, f.range->second);
+}
+
+void referenceRecord(const paramRecord& record) {
+  std::printf("\nRecord `%s`, \"%s\", %s:\n\n", record.className().c_str(),
+              record.title().c_str(),
+              record.section().empty() ? "kept for the session only"
+                                       : ("stored in section [" + record.section() + "]").c_str());
+  std::puts("| Key | Type | Default | Accepted | Caption |");
+  std::puts("|---|---|---|---|---|");
+  for (const paramInfo& f : record.fields())
+    std::printf("| `%s` | %s%s | %s | %s | %s |\n", f.key.c_str(), typeName(f.type),
+                f.stored || record.section().empty() ? "" : ", not stored",
+                fieldNumber(f, f.defaultValue).c_str(), rangeText(f).c_str(),
+                f.caption.empty() ? "" : ("\"" + f.caption + "\"").c_str());
+}
+
+const char* choiceName(userChoice::kind k) {
+  switch (k) {
+    case userChoice::kind::image: return "an image";
+    case userChoice::kind::file: return "a file";
+    case userChoice::kind::question: return "a question";
+  }
+  return "";
+}
+
+void referenceCommand(const commandDescriptor& d) {
+  std::printf("\n### `%s`: \"%s\"\n\n", d.name, d.label);
+  std::printf("- tooltip: \"%s\"\n- available when: `%s`\n- help topic: `%s`\n", d.tooltip,
+              d.enabled.name, d.helpTopic);
+  for (const userChoice& c : d.asks)
+    std::printf("- asks for %s: \"%s\"\n", choiceName(c.what), c.title);
+  for (recordMaker make : d.records) referenceRecord(*make());
+}
+
+}  // namespace
+
+void referenceStep(session& s, const stepArgs&) {
+  std::puts("# Command reference");
+  std::puts("");
+  std::puts("Every command of the plug-in's menus, as its descriptor states it: the name");
+  std::puts("to type (`tamble run NAME`), the menu label, when it is available, and the");
+  std::puts("parameter records its dialogs show, with each key's compiled-in default and");
+  std::puts("the values the dialog accepts. `tamble reference` prints this page; a test");
+  std::puts("checks that it agrees with the program.");
+  const char* group = nullptr;
+  for (const menuEntry& e : s.plugin().menu()) {
+    if (!e.command) continue;
+    if (!group || std::string(group) != e.command->group)
+      std::printf("\n## %s\n", e.command->group);
+    group = e.command->group;
+    referenceCommand(*e.command);
+  }
 }
 
 void projectStep(session& s, const stepArgs& a) {

@@ -15,9 +15,9 @@ namespace tamble::cli {
 namespace {
 
 double numberOf(const std::string& key, const std::string& text) {
-  double value = 0.0;
-  if (!parseNumber(text, value)) throw usageError(key + ": '" + text + "' is not a number");
-  return value;
+  const auto value = parseNumber(text);
+  if (!value) throw usageError(key + ": '" + text + "' is not a number");
+  return *value;
 }
 
 // A pixel's value in the test patterns. ramp: the pixel's index, row after

@@ -67,8 +67,9 @@ void setCameraValue(zel::cameraFeatures& camera, const zel::cameraKey& key,
     camera.*key.text = text;
     return;
   }
-  double value = 0.0;
-  if (!parseNumber(text, value)) throw usageError(key.key + (": '" + text + "' is not a number"));
+  const auto parsed = parseNumber(text);
+  if (!parsed) throw usageError(key.key + (": '" + text + "' is not a number"));
+  const double value = *parsed;
   if (key.real) {
     camera.*key.real = value;
     return;

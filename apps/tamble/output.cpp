@@ -1,8 +1,5 @@
 #include "apps/tamble/output.h"
 
-#include <charconv>
-#include <cmath>
-
 #include "api/errors.h"
 #include "api/log.h"
 
@@ -23,26 +20,6 @@ std::string block(const std::string& prefix, const std::string& text) {
 void printBlock(std::FILE* to, const std::string& prefix, const std::string& text) {
   std::fputs(block(prefix, text).c_str(), to);
   std::fflush(to);  // as they come, also into a pipe
-}
-
-namespace {
-
-template <class T>
-std::string shortest(T value) {
-  char text[64];
-  const auto result = std::to_chars(text, text + sizeof text, value);
-  return std::string(text, result.ptr);
-}
-
-}  // namespace
-
-std::string numberText(float value) { return shortest(value); }
-std::string numberText(double value) { return shortest(value); }
-
-bool parseNumber(const std::string& text, double& value) {
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value);
-  return result.ec == std::errc() && result.ptr == end && std::isfinite(value);
 }
 
 std::string errorText(const zel::GenericError& error) {

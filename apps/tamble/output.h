@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include "api/numbers.h"
+
 namespace zel {
 class GenericError;
 }
@@ -17,12 +19,11 @@ namespace tamble::cli {
 std::string block(const std::string& prefix, const std::string& text);
 void printBlock(std::FILE* to, const std::string& prefix, const std::string& text);
 
-// The shortest text that reads back as the same number.
-std::string numberText(float value);
-std::string numberText(double value);
-// A number as typed on the command line (a point as decimal mark); nothing
-// else may follow it.
-bool parseNumber(const std::string& text, double& value);
+// Numbers are shown as the shortest text that reads back the same, and read
+// as typed on the command line: a point as decimal mark, nothing else around
+// it (zel::parseNumber's plain form).
+using zel::numberText;
+using zel::parseNumber;
 
 // "<message> (at <file>:<line>)"
 std::string errorText(const zel::GenericError& error);

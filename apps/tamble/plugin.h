@@ -1,5 +1,7 @@
 // The plug-in as this host sees it: a shared library opened with dlopen whose
-// one entry, GetInfo2DAPI, hands over the command table.
+// one entry, GetInfo2DAPI, hands over the command table. A Tamble plug-in
+// also registers its commands' descriptors with the host library when it
+// loads; for one that does not, descriptors are made from its table.
 #pragma once
 
 #include <memory>
@@ -25,21 +27,13 @@ class loadedPlugin {
   loadedPlugin(const loadedPlugin&) = delete;
   loadedPlugin& operator=(const loadedPlugin&) = delete;
 
-  const plg2dapiInfo& info() const { return *table; }
+  // The menus in order, separators included.
+  const std::vector<menuEntry>& menu() const { return naming->menu(); }
   const commandNames& names() const { return *naming; }
 
  private:
   const plg2dapiInfo* table = nullptr;
   std::unique_ptr<commandNames> naming;
 };
-
-// The name of the function at `address` ("image_is_present"), found in the
-// dynamic symbols or, for a function the library keeps to itself, in its
-// symbol table on disk. Empty when neither knows it (a stripped library).
-std::string functionName(const void* address);
-
-// What the availability test of `row` is called, for "... is not available:
-// <reason>".
-std::string testName(const plg2dapiFormatInfo& row);
 
 }  // namespace tamble::cli

@@ -110,6 +110,8 @@ const stepDef steps[] = {
     {"images", "list the images", defineNothing, imagesStep},
     {"commands", "list the plug-in's commands", defineNothing, commandsStep},
     {"describe", "show a command and its parameters", defineDescribe, describeStep},
+    {"reference", "print the command reference (docs/command-reference.md)", defineNothing,
+     referenceStep},
     {"run", "run a command", defineRun, runStep},
     {"undo", "undo the last recorded step", defineNothing, undoStep},
     {"save", "write images", defineSave, saveStep},

@@ -51,6 +51,7 @@ void valueStep(session& s, const stepArgs& a);
 void markStep(session& s, const stepArgs& a);
 void commandsStep(session& s, const stepArgs& a);
 void describeStep(session& s, const stepArgs& a);
+void referenceStep(session& s, const stepArgs& a);
 void runStep(session& s, const stepArgs& a);
 void undoStep(session& s, const stepArgs& a);
 void loadMarkersStep(session& s, const stepArgs& a);

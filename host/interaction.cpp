@@ -1,8 +1,9 @@
 // The host side of the command table and of user interaction.
-#include "host/platform.h"
+#include "host/interaction.h"
+
+#include <utility>
 
 #include "api/imagesList.h"
-#include "host/fieldData.h"
 #include "host/hostUi.h"
 
 bool message(const std::string& text, bool ask) {
@@ -26,8 +27,3 @@ bool image_is_present(const zel::imagesList& list) { return list.current() != nu
 
 // The host runs handlers itself; there is no separate simulation.
 void simulate(zel::imagesList&) {}
-
-zel::field_data<double>& get_field_data() {
-  static zel::field_data<double> data;
-  return data;
-}
