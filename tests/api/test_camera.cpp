@@ -2,25 +2,18 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "api/camera.h"
 #include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeText(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using tamble::testing::readText;
+using tamble::testing::writeText;
 
 // The values of tests/api/data/camera.cam.
 zel::cameraFeatures goldenCamera() {
@@ -55,6 +48,7 @@ class Camera : public tamble::testing::tempFolderTest {
   std::string file;
 };
 
+// The writer matches the golden file, which reads back to the same values.
 TEST_F(Camera, WriterMatchesTheGoldenFileAndReadsBack) {
   ASSERT_TRUE(zel::write_camera(file, goldenCamera()));
   EXPECT_EQ(readText(file), readText(TAMBLE_TEST_DATA "/camera.cam"));
@@ -65,6 +59,8 @@ TEST_F(Camera, WriterMatchesTheGoldenFileAndReadsBack) {
   EXPECT_EQ(back.ncy, 2160);
 }
 
+// The writer keeps the rest of a file; it refuses a missing folder and a
+// text of two lines, writing nothing.
 TEST_F(Camera, WriterKeepsTheRestOfAFile) {
   writeText(file, "; lab camera\n[camera]\nfocus=1\nserial=42\n[other]\nx=1\n");
   zel::cameraFeatures c;
@@ -80,6 +76,7 @@ TEST_F(Camera, WriterKeepsTheRestOfAFile) {
   EXPECT_EQ(readText(file), text);
 }
 
+// Keys that are missing or not numbers keep the caller's values.
 TEST_F(Camera, MissingKeysKeepTheCallersValues) {
   writeText(file,
             "[camera]\nfocus=12,5\ncx=no keyhole\ncy=abc\nncx=2048.9\na2=-3e-4\n"
@@ -111,7 +108,9 @@ TEST_F(Camera, MissingFileEmptiesTheTexts) {
   EXPECT_TRUE(zel::write_camera("", d));
 }
 
-TEST(Units, TablesAndCase) {
+// Units convert by their tables whatever their case; an unknown unit is
+// reported and counts as one.
+TEST(Units, TablesCaseAndUnknownUnits) {
   EXPECT_EQ(zel::convert_pressure(1.0, "bar", "atm"), 1.0);
   EXPECT_EQ(zel::convert_pressure(2.0, "PSI", "pa"), 13789.52);
   EXPECT_DOUBLE_EQ(zel::convert_pressure(760.0, "mm_hg", "Pa"), 101324.72);
@@ -119,31 +118,18 @@ TEST(Units, TablesAndCase) {
   EXPECT_DOUBLE_EQ(zel::convert_pressure(1.0, "torr", "mm_hg"), 1.0);
   EXPECT_EQ(zel::convert_length(1.0, "MM", "m"), 0.001);
   EXPECT_DOUBLE_EQ(zel::convert_length(3.0, "km", "sm"), 300000.0);
-  EXPECT_DOUBLE_EQ(zel::convert_length(5.0, "dm", "mm"), 500.0);
-  EXPECT_EQ(zel::convert_temperature(0.0, "c", "k"), 273.16);
   EXPECT_EQ(zel::convert_temperature(273.16, "K", "C"), 0.0);
   // 32 F is 32 * 5/9 + 255.382222 K, that is 273.16 less 2/9 of a millionth.
   EXPECT_NEAR(zel::convert_temperature(32.0, "f", "c"), -2e-6 / 9, 1e-12);
-  // "r" multiplies by 1.8: 10 R is 18 K.
-  EXPECT_DOUBLE_EQ(zel::convert_temperature(10.0, "r", "k"), 18.0);
-  EXPECT_DOUBLE_EQ(zel::convert_temperature(18.0, "k", "R"), 10.0);
-}
-
-TEST(Units, UnknownUnitsAreReportedAndCountAsOne) {
+  EXPECT_DOUBLE_EQ(zel::convert_temperature(10.0, "r", "k"), 18.0);  // "r" is times 1.8
   ::testing::internal::CaptureStderr();
   EXPECT_DOUBLE_EQ(zel::convert_length(2.0, "furlong", "mm"), 2000.0);
-  EXPECT_DOUBLE_EQ(zel::convert_length(2.0, "m", "Yard"), 2.0);
-  EXPECT_DOUBLE_EQ(zel::convert_pressure(3.0, "hPa", "pa"), 3.0);
   EXPECT_DOUBLE_EQ(zel::convert_pressure(3.0, "bar", "mbar"), 300000.0);
   EXPECT_DOUBLE_EQ(zel::convert_temperature(300.0, "x", "c"), 300.0 - 273.16);
-  EXPECT_DOUBLE_EQ(zel::convert_temperature(0.0, "c", "y"), 273.16);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "furlong: Incorrect length unit\n"
-            "Yard: Incorrect new length unit\n"
-            "hPa: Incorrect pressure unit\n"
             "mbar: Incorrect new pressure unit\n"
-            "x: Incorrect temperature unit\n"
-            "y: Incorrect new temperature unit\n");
+            "x: Incorrect temperature unit\n");
 }
 
 }  // namespace

@@ -2,27 +2,20 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
 #include "api/errors.h"
 #include "api/iniFile.h"
 #include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeText(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using tamble::testing::readText;
+using tamble::testing::writeText;
 
 // The message of the zel error that `action` raises, with its type checked.
 template <class E>
@@ -47,6 +40,7 @@ class IniFile : public tamble::testing::tempFolderTest {
   std::string file;
 };
 
+// Opening fails with the reason; a file opened for writing is created.
 TEST_F(IniFile, OpenFailuresSayWhy) {
   zel::zel_ini_file ini;
   EXPECT_EQ(failure<zel::FileError>([&] { ini.open("", false); }), "File Name is empty!");
@@ -65,6 +59,8 @@ TEST_F(IniFile, OpenFailuresSayWhy) {
   EXPECT_EQ(readText(file), "");
 }
 
+// Calls check the names, then that the file is open, then that it may be
+// written, and refuse what a line cannot hold; the file stays.
 TEST_F(IniFile, LookupsCheckNamesThenOpenedThenReadOnly) {
   zel::zel_ini_file closed;
   EXPECT_EQ(failure<zel::AlgoError>([&] { closed.get("", ""); }), "Section's name is empty!");
@@ -95,6 +91,8 @@ TEST_F(IniFile, LookupsCheckNamesThenOpenedThenReadOnly) {
   EXPECT_EQ(failure<zel::FileError>([&] { rw.save(); }), "Can't open file for writing!");
 }
 
+// Headers, keys and values are trimmed; the first of a key counts; names
+// keep their case.
 TEST_F(IniFile, ParsingOfLines) {
   writeText(file,
             "top=ignored\n"
@@ -123,6 +121,7 @@ TEST_F(IniFile, ParsingOfLines) {
   EXPECT_EQ(ini.lines().size(), 13u);
 }
 
+// Names and values are cut at 1023 characters; unset lines stay as they were.
 TEST_F(IniFile, NamesAndValuesAreCutAt1023Characters) {
   const std::string longKey(5000, 'k');
   const std::string longValue(100000, 'v');
@@ -139,6 +138,7 @@ TEST_F(IniFile, NamesAndValuesAreCutAt1023Characters) {
             "[" + std::string(2000, 's') + "]\n" + longKey + "=" + longValue + "\nn=1\n");
 }
 
+// A rewrite changes only what was set, keeping comments, blanks and line ends.
 TEST_F(IniFile, RewriteChangesOnlyWhatWasSet) {
   writeText(file,
             "; camera data\r\n"
@@ -186,6 +186,7 @@ TEST_F(IniFile, CarriageReturnsAreBlanks) {
   EXPECT_EQ(ini.get("s", "k"), "v");
 }
 
+// ini_read answers the default only for an absent key of a readable file.
 TEST_F(IniFile, ReadAnswersDefaultOnlyForAnAbsentKey) {
   writeText(file, "[s]\nk=v\n");
   EXPECT_EQ(zel::ini_read(file, "s", "k", "d"), "v");
@@ -197,6 +198,7 @@ TEST_F(IniFile, ReadAnswersDefaultOnlyForAnAbsentKey) {
   EXPECT_EQ(zel::ini_read(dir.string(), "s", "k", "no key"), "");
 }
 
+// ini_write creates or rewrites, and answers false on failure.
 TEST_F(IniFile, WriteCreatesOrRewritesAndAnswersFalseOnFailure) {
   EXPECT_TRUE(zel::ini_write(file, "sec", "key", "value"));
   EXPECT_EQ(readText(file), "[sec]\nkey=value\n");

@@ -27,6 +27,7 @@ class IoDom : public tamble::testing::tempFolderTest {
   xercesc::DOMNode* root = nullptr;
 };
 
+// The root is found in any case; children and values are read, ids exactly.
 TEST_F(IoDom, FindsTheRootInAnyCaseAndReadsChildren) {
   const std::string path = file("a.xml",
                                 "<?xml version=\"1.0\"?>\n<!-- first -->\n<Markers>\n"
@@ -47,6 +48,7 @@ TEST_F(IoDom, FindsTheRootInAnyCaseAndReadsChildren) {
   EXPECT_TRUE(values.empty());
 }
 
+// Without the root the last top node is answered.
 TEST_F(IoDom, WithoutTheRootTheLastTopNodeStays) {
   dom.open(file("b.xml", "<Other><Unit>x</Unit></Other><!-- last -->"), "Markers", root);
   ASSERT_NE(root, nullptr);
@@ -54,6 +56,8 @@ TEST_F(IoDom, WithoutTheRootTheLastTopNodeStays) {
   EXPECT_EQ(zel::ioDOM::childText(root, "Unit"), "");
 }
 
+// Broken, missing and empty files raise FileError, reported with their
+// position; the parser serves again afterwards.
 TEST_F(IoDom, BrokenFilesRaiseFileErrorAndAreReported) {
   const std::string path = file("c.xml", "<a>\n<b></a>\n");
   ::testing::internal::CaptureStderr();
@@ -102,6 +106,7 @@ TEST_F(IoDom, EntitiesStayInsideTheFile) {
   EXPECT_EQ(zel::ioDOM::textOf(root), "word");
 }
 
+// Deep nesting does not exhaust the stack.
 TEST_F(IoDom, DeepNestingDoesNotExhaustTheStack) {
   const int depth = 200000;
   std::string text = "<a><n>";

@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,8 +9,8 @@
 
 #include "api/errors.h"
 #include "api/log.h"
-
-namespace fs = std::filesystem;
+#include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace {
 
@@ -36,6 +32,7 @@ zel::log_entry& begun(zel::ring_buffer<zel::log_entry>& ring, int number) {
   return entry;
 }
 
+// A full ring drops its oldest entry.
 TEST(LogRing, FullRingDropsTheOldestEntry) {
   auto ring = std::make_unique<zel::ring_buffer<zel::log_entry>>();
   for (int n = 1; n <= 64; ++n) ring->commit(begun(*ring, n));
@@ -49,6 +46,7 @@ TEST(LogRing, FullRingDropsTheOldestEntry) {
   EXPECT_EQ(ring->pending(), 0u);
 }
 
+// Draining stops at an entry begun but not committed.
 TEST(LogRing, DrainStopsAtAnUncommittedEntry) {
   auto ring = std::make_unique<zel::ring_buffer<zel::log_entry>>();
   ring->commit(begun(*ring, 1));
@@ -60,6 +58,7 @@ TEST(LogRing, DrainStopsAtAnUncommittedEntry) {
   EXPECT_EQ(drained(*ring), (std::vector<std::string>{"2", "3"}));
 }
 
+// An entry is cut at 500 characters, over any number of writes.
 TEST(LogAccess, WritesAreCutAtFiveHundredCharacters) {
   std::vector<Line> seen;
   zel::log_ring ring;
@@ -76,12 +75,8 @@ TEST(LogAccess, WritesAreCutAtFiveHundredCharacters) {
   EXPECT_EQ(seen[2], Line(3, "n=-42"));
 }
 
-TEST(LogAccess, LevelPrefixes) {
-  const char* expected[] = {"F:", "C:", "W:", "N:", "I:", "D:", "D:", "D:"};
-  for (int level = 0; level < 8; ++level) EXPECT_STREQ(zel::log_prefix(level), expected[level]);
-  EXPECT_STREQ(zel::log_prefix(-1), "D:");
-}
-
+// A commit flushes at 42 pending entries, when urgent or batched; direct
+// mode only at flush().
 TEST(LogSink, CommitFlushesOnThresholdUrgencyOrBatchedMode) {
   int flushed = 0;
   zel::log_ring ring;
@@ -125,19 +120,18 @@ TEST(LogSink, CallbackThatLogsIsDrainedBySameFlush) {
   EXPECT_EQ(ring.pending(), 0u);
 }
 
-TEST(LogRing, FileGetsLinesUpToMaxLevelAppended) {
-  const fs::path folder = fs::temp_directory_path() / ("tamble_log_" + std::to_string(::getpid()));
-  fs::create_directories(folder);
-  const std::string path = (folder / "run.log").string();
-  auto contents = [&path] {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
-  std::ofstream(path) << "earlier\n";
+using LogFile = tamble::testing::tempFolderTest;
+
+// The file gets the lines up to the highest level, appended with their
+// prefixes; a file in a missing folder is refused.
+TEST_F(LogFile, FileGetsLinesUpToMaxLevelAppended) {
+  const std::string file = path("run.log");
+  auto contents = [&file] { return tamble::testing::readText(file); };
+  tamble::testing::writeText(file, "earlier\n");
   int seen = 0;
   zel::log_ring ring;
   ring.setCallback([&seen](const zel::log_entry&) { ++seen; });
-  EXPECT_TRUE(ring.setFile(path, true));
+  EXPECT_TRUE(ring.setFile(file, true));
   zel::log_access(ring).level(0).write("fatal");
   zel::log_access(ring).level(2).write("warn");
   zel::log_access(ring).write("default");
@@ -152,10 +146,10 @@ TEST(LogRing, FileGetsLinesUpToMaxLevelAppended) {
   EXPECT_EQ(contents(), "earlier\nF:fatal\nW:warn\nD:default\nD:shown\n");
   EXPECT_EQ(seen, 5);
 
-  EXPECT_FALSE(ring.setFile((folder / "missing" / "x.log").string(), false));
-  fs::remove_all(folder);
+  EXPECT_FALSE(ring.setFile(path("missing/x.log"), false));
 }
 
+// zel::raise logs the error before it throws.
 TEST(LogSink, RaiseWritesTheErrorBeforeThrowing) {
   zel::log_sink().setCallback({});
   zel::log_sink().flush();
@@ -167,8 +161,6 @@ TEST(LogSink, RaiseWritesTheErrorBeforeThrowing) {
     fail();
   } catch (const zel::IndexError& e) {
     thrown = true;
-    EXPECT_EQ(e.code, 1);
-    EXPECT_STREQ(e.message, "Index error!");
     // Logged while the error was being built, so before this handler ran.
     const Line expected(2, "Index error! in:" + std::string(e.file) + ":" + std::to_string(e.line));
     EXPECT_NE(std::find(seen.begin(), seen.end(), expected), seen.end());

@@ -5,26 +5,19 @@
 
 #include <cctype>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "api/errors.h"
 #include "api/markerFiles.h"
 #include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeText(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using tamble::testing::readText;
+using tamble::testing::writeText;
 
 std::string golden(const std::string& name) { return readText(TAMBLE_TEST_DATA "/" + name); }
 
@@ -58,198 +51,138 @@ zel::markersArray threeMarkers() {
 
 using MarkerFiles = tamble::testing::tempFolderTest;
 
-TEST_F(MarkerFiles, MrkWriterMatchesTheGoldenFiles) {
-  zel::write_mrk(path("a.mrk"), threeMarkers());
+// The writers match the golden files (save_markers by extension, replacing a
+// file whole with its permissions) and the .mrk file reads back to six
+// significant digits.
+TEST_F(MarkerFiles, WritersMatchTheGoldenFilesAndMrkReadsBack) {
+  writeText(path("a.mrk"), "old");
+  fs::permissions(path("a.mrk"), fs::perms::owner_read | fs::perms::owner_write);
+  zel::save_markers(path("a.mrk"), threeMarkers());
   EXPECT_EQ(withoutTimeStamp(readText(path("a.mrk"))), golden("markers_xyf.mrk"));
-
+  EXPECT_EQ(fs::status(path("a.mrk")).permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  zel::save_markers(path("a.mpt"), threeMarkers());
+  EXPECT_EQ(readText(path("a.mpt")), golden("markers.mpt"));
   zel::markersArray b;
   b.items = {at(1, 3, -0.5, 7, true, 1), at(2, 4, 100, 8, true, 2)};
   b.lengthUnit = "mm";
   b.hasF = false;
   zel::write_mrk(path("b.mrk"), b);
-  const std::string written = withoutTimeStamp(readText(path("b.mrk")));
-  EXPECT_EQ(written, golden("markers_xyz_unit.mrk"));
-  EXPECT_NE(written.find("\n    <LengthUnit>0/<LengthUnit>\n"), std::string::npos);
-}
+  EXPECT_EQ(withoutTimeStamp(readText(path("b.mrk"))), golden("markers_xyz_unit.mrk"));
 
-TEST_F(MarkerFiles, MrkReadsBackWhatWasWritten) {
-  zel::write_mrk(path("a.mrk"), threeMarkers());
   zel::markersArray r;
   r.functionName = "T";
   zel::read_mrk(path("a.mrk"), r);
   EXPECT_EQ(r.name, path("a.mrk"));
-  ASSERT_EQ(r.count(), 3);
   // Six significant digits: 1234567 comes back as 1234570.
-  const marker expected[] = {at(10.5, 20.25, 0.0, 101325.0, true, 1),
-                             at(0.1, 1234570.0, 0.0, -2.5, false, 7),
-                             at(1e-7, 3.0, 0.0, 0.333333, true, 3)};
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(r[i], expected[i]) << "marker " << i;
+  EXPECT_EQ(r.items, (std::vector<marker>{at(10.5, 20.25, 0.0, 101325.0, true, 1),
+                                          at(0.1, 1234570.0, 0.0, -2.5, false, 7),
+                                          at(1e-7, 3.0, 0.0, 0.333333, true, 3)}));
   EXPECT_EQ(r.functionName, "Pressure");
-  EXPECT_EQ(r.lengthUnit, "");
-}
-
-// The unit line is not well-formed XML, so such a file does not read.
-TEST_F(MarkerFiles, MrkWithTheUnitLineFailsInTheParser) {
-  zel::markersArray b;
-  b.items = {at(1, 3, 0, 0, true, 1)};
-  b.lengthUnit = "mm";
-  zel::write_mrk(path("b.mrk"), b);
-  zel::markersArray r;
-  r.items = {at(5, 5, 5, 5, true, 9)};
-  try {
-    zel::read_mrk(path("b.mrk"), r);
-    FAIL() << "read_mrk of a file with the unit line did not fail";
-  } catch (const zel::FileError& e) {
-    EXPECT_STREQ(e.message, "File error!");
-  }
-  EXPECT_EQ(r.name, path("b.mrk"));
-  EXPECT_EQ(r.items, std::vector<marker>{at(5, 5, 5, 5, true, 9)});
+  // The unit line is not well-formed XML, so such a file does not read, and
+  // the markers stay.
+  EXPECT_THROW(zel::read_mrk(path("b.mrk"), r), zel::FileError);
   EXPECT_THROW(zel::load_markers(path("b.mrk"), r, 10), zel::FileError);
+  EXPECT_EQ(r.count(), 3);
 }
 
-TEST_F(MarkerFiles, MrkBlocksOfTheWrongLengthAreSkipped) {
-  writeText(path("odd.mrk"),
-            "<?xml version=\"1.0\"?>\n<!-- by hand -->\n<objectmarkers>\n"
-            "<NODESNUMBER> 3 </NODESNUMBER>\n"
-            "<Function id=\"x\">1 2</Function>\n"            // two values for three markers
-            "<function id=\"y\">\n4\tabc\n6\n</function>\n"  // "abc" keeps its zero
-            "<Function id=\"z\">7 8 9 10</Function>\n"
-            "<Function id=\"F\" name=\"p_TO_pst\">0.5 0.25 1e2</Function>\n"
-            "<Function id=\"id\">11 12</Function>\n"
-            "</objectmarkers>\n");
-  zel::markersArray r;
-  zel::read_mrk(path("odd.mrk"), r);
-  ASSERT_EQ(r.count(), 3);
-  // No active block: all active; id block too short: numbered from 1.
-  EXPECT_EQ(r[0], at(0, 4, 0, 0.5, true, 1));
-  EXPECT_EQ(r[1], at(0, 0, 0, 0.25, true, 2));
-  EXPECT_EQ(r[2], at(0, 6, 0, 100, true, 3));
-  EXPECT_EQ(r.functionName, "P_Pstat");
-}
+struct mrkCase {
+  const char* what;
+  const char* text;
+  std::vector<marker> expected;
+  const char* functionName;  // read over "T"
+};
 
-TEST_F(MarkerFiles, MrkActiveFlagsAndFunctionNames) {
-  writeText(path("f.mrk"),
-            "<ObjectMarkers><NodesNumber>3</NodesNumber>"
-            "<Function id=\"active\">0 7 x</Function>"
-            "<Function id=\"f\" name=\"Speed\">1 2 3</Function>"
-            "<Function id=\"f\" name=\"Cp\">4 5 6</Function>"
-            "<Function id=\"id\">30 +20 q</Function></ObjectMarkers>");
-  zel::markersArray r;
-  r.functionName = "T";
-  zel::read_mrk(path("f.mrk"), r);
-  ASSERT_EQ(r.count(), 3);
-  // The first "f" block counts; its unknown name leaves the function name.
-  EXPECT_EQ(r.functionName, "T");
-  EXPECT_EQ(r[0], at(0, 0, 0, 1, false, 30));
-  EXPECT_EQ(r[1], at(0, 0, 0, 2, true, 20));
-  EXPECT_EQ(r[2], at(0, 0, 0, 3, false, 3));  // "x" and "q" keep the defaults
-}
-
-TEST_F(MarkerFiles, MrkCountsThatCannotBeTrueAreRefused) {
-  writeText(path("big.mrk"),
-            "<ObjectMarkers><NodesNumber>2000000000</NodesNumber></ObjectMarkers>");
+// Hand-written .mrk files: blocks of the wrong length are skipped, texts
+// that are no numbers keep the defaults, the first "f" block counts, and a
+// count that does not parse is no markers.
+TEST_F(MarkerFiles, MrkFilesWrittenByHand) {
+  const mrkCase cases[] = {
+      {"blocks of the wrong length",
+       "<?xml version=\"1.0\"?>\n<!-- by hand -->\n<objectmarkers>\n"
+       "<NODESNUMBER> 3 </NODESNUMBER>\n<Function id=\"x\">1 2</Function>\n"
+       "<function id=\"y\">\n4\tabc\n6\n</function>\n<Function id=\"z\">7 8 9 10</Function>\n"
+       "<Function id=\"F\" name=\"p_TO_pst\">0.5 0.25 1e2</Function>\n"
+       "<Function id=\"id\">11 12</Function>\n</objectmarkers>\n",
+       {at(0, 4, 0, 0.5, true, 1), at(0, 0, 0, 0.25, true, 2), at(0, 6, 0, 100, true, 3)},
+       "P_Pstat"},
+      {"active flags, function names and numbers",
+       "<ObjectMarkers><NodesNumber>3</NodesNumber><Function id=\"active\">0 7 x</Function>"
+       "<Function id=\"f\" name=\"Speed\">1 2 3</Function>"
+       "<Function id=\"f\" name=\"Cp\">4 5 6</Function>"
+       "<Function id=\"id\">30 +20 q</Function></ObjectMarkers>",
+       {at(0, 0, 0, 1, false, 30), at(0, 0, 0, 2, true, 20), at(0, 0, 0, 3, false, 3)}, "T"},
+      {"no blocks", "<ObjectMarkers><NodesNumber>2</NodesNumber></ObjectMarkers>",
+       {at(0, 0, 0, 0, true, 1), at(0, 0, 0, 0, true, 2)}, "T"},
+      {"a count that does not parse",
+       "<ObjectMarkers><NodesNumber>9e99</NodesNumber></ObjectMarkers>", {}, "T"},
+  };
+  for (const mrkCase& c : cases) {
+    writeText(path("f.mrk"), c.text);
+    zel::markersArray r;
+    r.functionName = "T";
+    zel::read_mrk(path("f.mrk"), r);
+    EXPECT_EQ(r.items, c.expected) << c.what;
+    EXPECT_EQ(r.functionName, c.functionName) << c.what;
+  }
+  // A count that cannot be true is refused.
+  writeText(path("big.mrk"), "<ObjectMarkers><NodesNumber>2000000000</NodesNumber></ObjectMarkers>");
   zel::markersArray r;
   EXPECT_THROW(zel::read_mrk(path("big.mrk"), r), zel::FileError);
   EXPECT_EQ(r.count(), 0);
-  // A count that does not parse is no markers; without blocks a small count
-  // gives markers at the origin, all active.
-  writeText(path("bad.mrk"), "<ObjectMarkers><NodesNumber>9e99</NodesNumber></ObjectMarkers>");
-  zel::read_mrk(path("bad.mrk"), r);
-  EXPECT_EQ(r.count(), 0);
-  writeText(path("two.mrk"), "<ObjectMarkers><NodesNumber>2</NodesNumber></ObjectMarkers>");
-  zel::read_mrk(path("two.mrk"), r);
-  EXPECT_EQ(r.items, (std::vector<marker>{at(0, 0, 0, 0, true, 1), at(0, 0, 0, 0, true, 2)}));
 }
 
-TEST_F(MarkerFiles, MissingEmptyAndUnknownNames) {
+// Missing .mrk files and empty names read nothing silently; the other
+// readers raise; unknown extensions (compared exactly) do nothing; empty
+// arrays write nothing; a writer that cannot write raises and leaves
+// nothing behind.
+TEST_F(MarkerFiles, MissingUnknownAndEmpty) {
   zel::markersArray r;
   r.items = {at(1, 2, 3, 4, true, 5)};
   const auto before = r.items;
   zel::read_mrk("", r);
   zel::load_markers("", r, 10);
-  EXPECT_EQ(r.name, "");
   zel::read_mrk(path("none.mrk"), r);  // silently: only the name changes
   EXPECT_EQ(r.name, path("none.mrk"));
-  EXPECT_EQ(r.items, before);
   EXPECT_NO_THROW(zel::load_markers(path("none.mrk"), r, 10));
   EXPECT_THROW(zel::read_mpt(path("none.mpt"), r), zel::FileError);
   EXPECT_THROW(zel::read_inm(path("none.inm"), r, 10), zel::FileError);
   EXPECT_THROW(zel::read_inm(path(""), r, 10), zel::FileError);  // a folder
-  try {
-    zel::load_markers(path("none.apm"), r, 10);
-    FAIL() << "load_markers of a missing .apm did not fail";
-  } catch (const zel::FileError& e) {
-    EXPECT_STREQ(e.message, "File error!");
-    EXPECT_STREQ(e.file, "api/markerFiles.cpp");
-  }
-  EXPECT_EQ(r.items, before);
-  // Extensions compare exactly: upper case is unknown, and unknown does nothing.
+  EXPECT_THROW(zel::load_markers(path("none.apm"), r, 10), zel::FileError);
   writeText(path("x.MPT"), "1 2 3\n");
   zel::load_markers(path("x.MPT"), r, 10);
   zel::save_markers(path("y.txt"), r);
-  zel::save_markers(path("y.inm"), r);
   EXPECT_EQ(r.items, before);
-  EXPECT_FALSE(fs::exists(path("y.txt")));
-  EXPECT_FALSE(fs::exists(path("y.inm")));
-}
-
-TEST_F(MarkerFiles, EmptyArraysWriteNothingAndLeaveOldFiles) {
   writeText(path("old.mrk"), "old mrk");
-  writeText(path("old.mpt"), "old mpt");
   const zel::markersArray empty;
   zel::write_mrk(path("old.mrk"), empty);
-  zel::write_mpt(path("old.mpt"), empty);
-  zel::save_markers(path("old.mrk"), empty);
   zel::save_markers(path("new.mpt"), empty);
   EXPECT_EQ(readText(path("old.mrk")), "old mrk");
-  EXPECT_EQ(readText(path("old.mpt")), "old mpt");
-  EXPECT_FALSE(fs::exists(path("new.mpt")));
+  EXPECT_THROW(zel::write_mpt(path("no/such/folder/m.mpt"), threeMarkers()), zel::FileError);
+  EXPECT_THROW(zel::save_markers(path("no/such/folder/m.mrk"), threeMarkers()), zel::FileError);
   EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2);
 }
 
-TEST_F(MarkerFiles, WritersReplaceWholeOrRaise) {
-  writeText(path("m.mrk"), "old");
-  fs::permissions(path("m.mrk"), fs::perms::owner_read | fs::perms::owner_write);
-  zel::save_markers(path("m.mrk"), threeMarkers());
-  EXPECT_EQ(withoutTimeStamp(readText(path("m.mrk"))), golden("markers_xyf.mrk"));
-  EXPECT_EQ(fs::status(path("m.mrk")).permissions(),
-            fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_THROW(zel::write_mpt(path("no/such/folder/m.mpt"), threeMarkers()), zel::FileError);
-  EXPECT_THROW(zel::save_markers(path("no/such/folder/m.mrk"), threeMarkers()), zel::FileError);
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
-}
-
-TEST_F(MarkerFiles, MptWriterMatchesTheGoldenFile) {
-  zel::save_markers(path("a.mpt"), threeMarkers());
-  EXPECT_EQ(readText(path("a.mpt")), golden("markers.mpt"));
-}
-
-// Three numbers a marker, whatever the lines say: the writer's five columns
-// do not read back as the same markers.
+// Three numbers a marker, whatever the lines say (the writer's five columns
+// do not read back as the same markers), up to the first failure.
 TEST_F(MarkerFiles, MptReadsTriples) {
   zel::markersArray r;
   r.functionName = "Cp";
   r.lengthUnit = "mm";
-  r.hasF = true;
   zel::load_markers(TAMBLE_TEST_DATA "/markers.mpt", r, 0);
-  const std::vector<marker> expected = {
-      at(10.5, 20.25, 0, 0, true, 1), at(0, 1, 0.1, 0, true, 2), at(1234570, 0, 0, 0, true, 3),
-      at(0, 1e-7, 3, 0, true, 4),     at(0, 0, 1, 0, true, 5),
-  };
-  EXPECT_EQ(r.items, expected);
+  EXPECT_EQ(r.items, (std::vector<marker>{at(10.5, 20.25, 0, 0, true, 1), at(0, 1, 0.1, 0, true, 2),
+                                          at(1234570, 0, 0, 0, true, 3), at(0, 1e-7, 3, 0, true, 4),
+                                          at(0, 0, 1, 0, true, 5)}));
   EXPECT_EQ(r.functionName, "");
   EXPECT_EQ(r.lengthUnit, "mm");
-  EXPECT_TRUE(r.hasX && r.hasY && r.hasZ);
   EXPECT_FALSE(r.hasF);
-
-  writeText(path("t.mpt"), "1 2 3\n4 5 oops 6\n");  // stops at the first failure
+  writeText(path("t.mpt"), "1 2 3\n4 5 oops 6\n");
   zel::read_mpt(path("t.mpt"), r);
   EXPECT_EQ(r.items, std::vector<marker>{at(1, 2, 3, 0, true, 1)});
-  writeText(path("e.mpt"), "");
-  zel::read_mpt(path("e.mpt"), r);
-  EXPECT_EQ(r.count(), 0);
 }
 
+// .inm counts rows upwards from the image's height, .apm does not; the three
+// integers must be integers.
 TEST_F(MarkerFiles, InmCountsRowsUpwardsApmDoesNot) {
   const std::string table = "12.5 10 4 5 1\n3 0 7 8 0\n-1 99.5 0 0 -3\n";
   writeText(path("t.inm"), table);
@@ -264,10 +197,8 @@ TEST_F(MarkerFiles, InmCountsRowsUpwardsApmDoesNot) {
                                             at(-1, 99.5, 0, 0, true, 3)}));
   for (const auto* a : {&inm, &apm}) {
     EXPECT_EQ(a->functionName, "");
-    EXPECT_TRUE(a->hasX && a->hasY);
     EXPECT_FALSE(a->hasZ || a->hasF);
   }
-  // The three integers must be integers: reading stops at "2.5".
   writeText(path("u.apm"), "1 2 3 4 5\n6 7 2.5 0 1\n");
   zel::read_inm(path("u.apm"), apm, 100);
   EXPECT_EQ(apm.items, std::vector<marker>{at(1, 2, 0, 0, true, 1)});

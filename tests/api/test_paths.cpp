@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,53 +10,33 @@
 
 #include "api/log.h"
 #include "api/paths.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-TEST(Paths, ExtensionOnlyAfterTheLastFolderMark) {
-  EXPECT_EQ(zel::extension("a/b.c/file"), "");
-  EXPECT_EQ(zel::extension("a/b./file"), "");
-  EXPECT_EQ(zel::extension("C:\\dir.x\\file"), "");
-  EXPECT_EQ(zel::extension("x/y.tiff"), "tiff");
-  EXPECT_EQ(zel::extension("C:\\dir\\y.mrk"), "mrk");
-  EXPECT_EQ(zel::extension("noext"), "");
-}
-
-TEST(Paths, BaseNameAndLower) {
+// The extension follows the last dot after the last folder mark; the base
+// name drops folders and extension; lower() lowers.
+TEST(Paths, ExtensionBaseNameAndLower) {
+  const std::pair<const char*, const char*> extensions[] = {
+      {"a/b.c/file", ""},   {"a/b./file", ""},         {"C:\\dir.x\\file", ""},
+      {"x/y.tiff", "tiff"}, {"C:\\dir\\y.mrk", "mrk"}, {"noext", ""}};
+  for (const auto& [path, extension] : extensions) EXPECT_EQ(zel::extension(path), extension) << path;
   EXPECT_EQ(zel::base_name("C:\\data\\run1.vur"), "run1");
   EXPECT_EQ(zel::base_name("/tmp/a.b/c.mrk"), "c");
   EXPECT_EQ(zel::base_name("plain"), "plain");
   EXPECT_EQ(zel::lower("AbC.TIF"), "abc.tif");
 }
 
-// True if `text` has the shape of `pattern`, where '9' stands for any digit.
-// (std::regex trips a false g++ 12 warning in sanitized builds.)
-bool hasShape(const std::string& text, const std::string& pattern) {
-  if (text.size() != pattern.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool digit = std::isdigit(static_cast<unsigned char>(text[i])) != 0;
-    if (pattern[i] == '9' ? !digit : text[i] != pattern[i]) return false;
-  }
-  return true;
-}
-
-TEST(Paths, TimeStampShape) {
-  EXPECT_FALSE(hasShape("2024-01-02T03:04:05", "9999-99-99 99:99:99"));
-  const std::string stamp = zel::time_stamp();
-  EXPECT_TRUE(hasShape(stamp, "9999-99-99 99:99:99")) << stamp;
-}
-
 // Works in a fresh temporary folder, records what reaches the process-wide
 // log and puts the current folder back afterwards.
-class PathsInFolder : public testing::Test {
+class PathsInFolder : public tamble::testing::tempFolderTest {
  protected:
   void SetUp() override {
+    tempFolderTest::SetUp();
     start = fs::current_path();
-    root = (fs::temp_directory_path() / ("tamble_paths_" + std::to_string(::getpid())))
-               .lexically_normal();
-    fs::create_directories(root);
+    root = dir.lexically_normal();
     zel::log_sink().setCallback({});
     zel::log_sink().flush();
     zel::log_sink().setCallback(
@@ -67,17 +46,17 @@ class PathsInFolder : public testing::Test {
     zel::log_sink().flush();
     zel::log_sink().setCallback({});
     fs::current_path(start);
-    fs::remove_all(root);
+    tempFolderTest::TearDown();
   }
   bool wasLogged(int level, const std::string& text) {
     zel::log_sink().flush();
     return std::find(logged.begin(), logged.end(), std::make_pair(level, text)) != logged.end();
   }
-  fs::path start;
-  fs::path root;
+  fs::path start, root;
   std::vector<std::pair<int, std::string>> logged;
 };
 
+// A missing file is logged.
 TEST_F(PathsInFolder, FileExists) {
   const std::string missing = (root / "missing.tif").string();
   EXPECT_FALSE(zel::file_exists(missing));
@@ -90,6 +69,8 @@ TEST_F(PathsInFolder, FileExists) {
   EXPECT_FALSE(wasLogged(1, "File " + present + " not exists"));
 }
 
+// Relative paths resolve against the alternate folder, or the current one
+// when that is no folder, which is logged.
 TEST_F(PathsInFolder, ResolvePath) {
   const std::string absolute = (root / "a" / ".." / "abs.tif").string();
   EXPECT_EQ(zel::resolve_path(absolute, "/somewhere/else"), absolute);
@@ -114,6 +95,7 @@ TEST_F(PathsInFolder, ResolvePath) {
   EXPECT_EQ(zel::resolve_path("x.tif"), (here / "x.tif").string());
 }
 
+// make_folder creates what is missing, enters it, and fails below a file.
 TEST_F(PathsInFolder, MakeFolderEntersAndCreates) {
   const std::string made = (root / "made" / "deeper").string();
   ASSERT_TRUE(zel::make_folder(made));

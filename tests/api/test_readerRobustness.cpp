@@ -6,8 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 
@@ -16,19 +14,14 @@
 #include "api/markerFiles.h"
 #include "tests/fuzz/feed.h"
 #include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeText(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using tamble::testing::readText;
+using tamble::testing::writeText;
 
 const std::uint8_t* bytes(const std::string& text) {
   return reinterpret_cast<const std::uint8_t*>(text.data());
@@ -36,6 +29,7 @@ const std::uint8_t* bytes(const std::string& text) {
 
 using ReaderRobustness = tamble::testing::tempFolderTest;
 
+// A million markers go through .mrk and .mpt.
 TEST_F(ReaderRobustness, AMillionMarkersGoThroughBothFormats) {
   const int count = 1000000;
   zel::markersArray many;
@@ -58,6 +52,7 @@ TEST_F(ReaderRobustness, AMillionMarkersGoThroughBothFormats) {
   EXPECT_EQ(back.items.back(), (marker{count - 1.0, 1.0, 2.0, 0.0, true, count}));
 }
 
+// Lines, numbers and counts of 100 000 characters end in the documented result.
 TEST_F(ReaderRobustness, LinesOf100000Characters) {
   std::string triples;
   while (triples.size() < 100000) triples += "1.5 -2 3e2 ";
@@ -114,6 +109,7 @@ TEST_F(ReaderRobustness, TruncatedAndJunkFilesEndInTheResultOrFileError) {
   EXPECT_EQ(readWhole, 2);
 }
 
+// The inputs kept from fuzzing replay without a crash.
 TEST(FuzzRegressions, KeptInputsReplayCleanly) {
   using feedFn = void (*)(const std::uint8_t*, std::size_t);
   const std::pair<const char*, feedFn> targets[] = {

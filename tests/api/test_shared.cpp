@@ -17,6 +17,7 @@ class Tracked : public zel::Deletable {
   bool& destroyed;
 };
 
+// Handles of one name share one value-initialised object.
 TEST(SharedPtr, SameNameSharesOneObject) {
   zel::shared_ptr<int> first("shared_test_same", true);
   zel::shared_ptr<int> second("shared_test_same", true);
@@ -34,6 +35,7 @@ TEST(SharedPtr, SameNameSharesOneObject) {
   EXPECT_EQ(*other, 0);
 }
 
+// A release below one reference destroys the object.
 TEST(SharedDeletable, ReleaseBelowOneDestroys) {
   bool destroyed = false;
   auto* once = new Tracked(destroyed);
@@ -49,6 +51,7 @@ TEST(SharedDeletable, ReleaseBelowOneDestroys) {
   EXPECT_TRUE(destroyed);
 }
 
+// The last handle destroys the object and frees the name.
 TEST(SharedPtr, LastHandleDestroysTheObject) {
   bool destroyed = false;
   auto first = std::make_unique<zel::shared_ptr_base>("shared_test_last", new Tracked(destroyed));
@@ -70,6 +73,7 @@ TEST(SharedPtr, LastHandleDestroysTheObject) {
   EXPECT_EQ(zel::shared_ptr_base::openHandles("shared_test_never_opened"), 0);
 }
 
+// The "interactive" flag exists from load and is shared.
 TEST(SharedPtr, InteractiveFlagExistsFromLoad) {
   EXPECT_GE(zel::shared_ptr_base::openHandles("interactive"), 1);
   ASSERT_TRUE(zel::interactive().isValid());
@@ -83,6 +87,7 @@ TEST(SharedPtr, InteractiveFlagExistsFromLoad) {
   *elsewhere = false;
 }
 
+// set() publishes a new object under the name and frees the old.
 TEST(SharedPtr, SetWithoutNamePublishesTheNewObject) {
   bool oldDestroyed = false;
   bool newDestroyed = false;
@@ -120,6 +125,7 @@ TEST(SharedPtr, PublishedObjectOutlivesThePublisher) {
   EXPECT_TRUE(yGone);
 }
 
+// An object offered by a late comer is freed; the first one stays.
 TEST(SharedPtr, ObjectOfferedByALateComerIsFreed) {
   bool firstGone = false, offeredGone = false;
   zel::shared_ptr_base creator("shared_test_offer", new Tracked(firstGone));

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/textFile.h"
+
 namespace tamble::testing {
 
 struct cliResult {
@@ -20,15 +22,6 @@ struct cliResult {
   std::string out;
   std::string err;
 };
-
-inline std::string readText(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-inline void writeText(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
 
 inline std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> out;

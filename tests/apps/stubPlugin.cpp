@@ -1,11 +1,15 @@
 // A stand-in plug-in for the command line's tests: its commands ask for what
 // the real table's commands do not yet (parameters, yes/no answers, files)
 // and one fails with an image-model error.
+#include <deque>
+#include <memory>
+
 #include "api/errors.h"
 #include "api/imagesList.h"
+#include "host/command.h"
 #include "host/hostUi.h"
+#include "host/interaction.h"
 #include "host/paramRecord.h"
-#include "host/platform.h"
 #include "plugin/frame.h"
 
 namespace {
@@ -13,6 +17,7 @@ namespace {
 struct scaleParams {
   float m_factor = 2.0f;
   int m_steps = 1;
+  static const tamble::recordDescriptor<scaleParams>& descriptor();
 };
 
 scaleParams scale;
@@ -21,10 +26,12 @@ const tamble::recordDescriptor<scaleParams> scaleDescriptor{
     "scaleParams",
     "StubScale",
     "Scale Values",
-    {{{"m_factor", tamble::paramType::Float, 2.0, std::pair{0.5, 8.0}, "Factor"},
+    {{{"m_factor", tamble::paramType::Float, std::pair{0.5, 8.0}, "Factor"},
       &scaleParams::m_factor},
-     {{"m_steps", tamble::paramType::Int, 1.0, std::pair{1.0, 4.0}, "Steps"},
+     {{"m_steps", tamble::paramType::Int, std::pair{1.0, 4.0}, "Steps"},
       &scaleParams::m_steps}}};
+
+const tamble::recordDescriptor<scaleParams>& scaleParams::descriptor() { return scaleDescriptor; }
 
 // Multiplies the current image by factor, steps times; refuses images
 // narrower than 2 pixels before its dialog.
@@ -55,28 +62,55 @@ bool pickFiles(zel::imagesList&) {
 
 bool fail(zel::imagesList&) { zel::raise<zel::StateError>("stub failure"); }
 
-plg2dapiFormatInfo row(const char* label, bool (*handler)(zel::imagesList&),
-                       bool (*enabled)(const zel::imagesList&)) {
+std::unique_ptr<tamble::paramRecord> scaleRecord() {
+  auto record = std::make_unique<tamble::ownedRecord<scaleParams>>();
+  record->values() = scale;
+  return record;
+}
+
+tamble::commandDescriptor command(const char* name, const char* label,
+                                  bool (*handler)(zel::imagesList&),
+                                  tamble::availabilityTest enabled,
+                                  std::vector<tamble::recordMaker> records = {}) {
+  static std::deque<std::string> tooltips;
+  return {name,    "Stub", label, tooltips.emplace_back(std::string("Tooltip of ") + label).c_str(),
+          "stub.chm::/html/stub.htm", enabled, std::move(records), handler};
+}
+
+const tamble::commandDescriptor commands[] = {
+    command("scale-values", "Scale Values...", scaleValues, {"image_is_present", image_is_present},
+            {scaleRecord}),
+    command("ask-twice", "Ask Twice", askTwice, {"always", always}),
+    command("pick-files", "Pick Files...", pickFiles, {"always", always}),
+    command("fail", "Fail", fail, {"always", always}),
+    command("never", "Never", askTwice, {"never", never})};
+
+std::vector<tamble::menuEntry> menu() {
+  return {{&commands[0], "Stub"}, {nullptr, "Stub"}, {&commands[1], "Stub"},
+          {&commands[2], "Stub"}, {&commands[3], "Stub"}, {&commands[4], "Stub"}};
+}
+
+const bool registered = (tamble::registerMenu(menu), true);
+
+plg2dapiFormatInfo row(const tamble::commandDescriptor& d) {
   plg2dapiFormatInfo info;
-  info.group = "Stub";
-  info.label = label;
-  info.tooltip = std::string("Tooltip of ") + label;
-  info.handler = handler;
-  info.enabled = enabled;
-  info.helpTopic = "stub.chm::/html/stub.htm";
+  info.group = d.group;
+  info.label = d.label;
+  info.tooltip = d.tooltip;
+  info.handler = d.handler;
+  info.enabled = d.enabled.test;
+  info.helpTopic = d.helpTopic;
   return info;
 }
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) plg2dapiInfo* GetInfo2DAPI() {
+  (void)registered;
   static plg2dapiInfo info;
   info.name = "Stub";
-  info.commands = {row("Scale Values...", scaleValues, image_is_present),
-                   separator_2d("Stub"),
-                   row("Ask Twice", askTwice, always),
-                   row("Pick Files...", pickFiles, always),
-                   row("Fail", fail, always),
-                   row("Never", askTwice, never)};
+  info.commands.clear();
+  for (const tamble::menuEntry& e : menu())
+    info.commands.push_back(e.command ? row(*e.command) : separator_2d(e.group));
   return &info;
 }

@@ -127,18 +127,19 @@ TEST_F(CliDescribe, ShowsTheRowAndTheDialogWithStoredValues) {
   EXPECT_EQ(readText(dir / "store.ini"), before);  // Cancel saves nothing
 }
 
-TEST_F(CliDescribe, AGuardShowsItsNoticeInsteadOfTheDialog) {
+// Describing reads the descriptor and runs nothing: a guard that would stop
+// the command does not hide its dialog.
+TEST_F(CliDescribe, ShowsTheDialogWhereTheGuardWouldStopTheCommand) {
   useStub();
   const cliResult r = script("new a 1 1\ndescribe scale-values\n");
   ASSERT_EQ(r.status, 0) << r.err;
   const auto out = lines(r.out);
   ASSERT_GE(out.size(), 2u);
-  EXPECT_EQ(out[out.size() - 2], "  notice:    Image Too Small");
-  EXPECT_EQ(out.back(), "  asks:      nothing before the notice above (it stopped there)");
+  EXPECT_EQ(out[out.size() - 2], "               m_factor=2  (float, 0.5 - 8)  Factor");
+  EXPECT_EQ(out.back(), "               m_steps=1  (int, 1 - 4)  Steps");
 }
 
-// Describing runs the command in a child process: "UnDo" examined there
-// leaves this session's snapshot and values alone.
+// Describing "UnDo" leaves this session's snapshot and values alone.
 TEST_F(CliDescribe, LeavesTheSessionAsItWas) {
   const cliResult r = script(
       "new a 2 2 fill=4\nrun x-to-m\nrun x-minus-m\ndescribe edit/undo\nvalue a 0 0\n"

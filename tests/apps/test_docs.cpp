@@ -91,6 +91,15 @@ TEST_F(CliDocs, ExamplesOfTheCommandLineGuidePrintWhatTheyShow) {
   }
 }
 
+// The command reference is what the descriptors say now; regenerate it with
+// `tamble reference > docs/command-reference.md` after changing a command.
+TEST_F(CliDocs, CommandReferenceAgreesWithTheDescriptors) {
+  const auto r = tamble("reference");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, readText(TAMBLE_SOURCE_DIR "/docs/command-reference.md"))
+      << "docs/command-reference.md is out of date: run tamble reference";
+}
+
 // wind_on is 1500 less a bell of 1000 (sigma 32) centred on (127.5, 95.5):
 // at the corner the bell is 1000 exp(-(127.5^2 + 95.5^2) / 2048), about
 // 0.004; at (128, 96) it is 1000 exp(-0.5 / 2048). The ratio is 1000 / wind_on.

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
-#include <omp.h>
 
-#include <cmath>
-#include <cstring>
-#include <initializer_list>
+#include <string>
 
 #include "api/imagesList.h"
 #include "convert/darkFlat.h"
+#include "plugin/darkFlatCommands.h"
 #include "plugin/frame.h"
 #include "plugin/projectState.h"
 #include "tests/support/commandTest.h"
@@ -41,6 +39,7 @@ class DarkFlat : public tamble::testing::commandTest {
   std::string saved;
 };
 
+// The dark frame is subtracted under the masks too, below zero if need be.
 TEST_F(DarkFlat, DarkIsSubtractedEverywhereAndMayTurnNegative) {
   zel::image& img = addRamp(5, 4);
   img.bkgr()(1, 1) = true;
@@ -59,47 +58,46 @@ TEST_F(DarkFlat, DarkIsSubtractedEverywhereAndMayTurnNegative) {
   EXPECT_TRUE(user.ui.notices.empty());
 }
 
-TEST_F(DarkFlat, FramesOfAnotherSizeAreRefusedAndQuietInBatchMode) {
+// A frame of another size is refused; the frame forms tell the user unless
+// in batch mode.
+TEST_F(DarkFlat, FramesOfAnotherSizeAreRefusedAndToldUnlessInBatchMode) {
   zel::image& img = addRamp(5, 4);
   zel::image& frame = add("frame", 1.0f, 4, 5);
   const zel::image before = img;
+  // The routines refuse without a word; the commands' forms tell the user.
   EXPECT_FALSE(subtractDark(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
   EXPECT_FALSE(correctFlat(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
+  EXPECT_TRUE(user.ui.notices.empty());
+  EXPECT_FALSE(subtractDarkFrame(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
+  EXPECT_FALSE(correctFlatFrame(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
   ASSERT_EQ(user.ui.notices.size(), 2u);
   EXPECT_EQ(user.ui.notices[0], "Images have different dimensions. Procedure is terminated");
   EXPECT_EQ(user.ui.notices[1], user.ui.notices[0]);
   state().batchMode = true;
-  EXPECT_FALSE(correctFlat(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
+  EXPECT_FALSE(correctFlatFrame(img.field(), img.bkgr(), frame.field(), frame.bkgr()));
   EXPECT_EQ(user.ui.notices.size(), 2u);
   for (std::uint64_t i = 0; i < img.field().count; ++i)
     ASSERT_EQ(img.field().data[i], before.field().data[i]);
 }
 
-// A flat of 8 by 4 whose mean is exactly 2: the normalised values 0.5, 1.5,
-// 0.25, 0.375 and 2.375 sit at chosen pixels, 1 elsewhere.
-struct FlatCase : DarkFlat {
-  zel::image* target = nullptr;
-  zel::image* flat = nullptr;
-  void build() {
-    target = &add("target", 12.0f);
-    flat = &add("flat", 2.0f);
-    flat->field()(1, 1) = 1.0f;   // 0.5: kept and divided
-    flat->field()(2, 1) = 3.0f;   // 1.5: kept and divided
-    flat->field()(3, 1) = 0.5f;   // 0.25: marked, not divided
-    flat->field()(4, 1) = 0.75f;  // 0.375: marked, divided
-    flat->field()(5, 2) = 4.75f;  // 2.375: marked, divided, filled
-    // The marked pixels under bkgr stay out of the fill-up, so what the
-    // division did to them shows.
-    target->bkgr()(3, 1) = true;
-    target->bkgr()(4, 1) = true;
-    target->ROI()(6, 3) = false;
-  }
-};
-
-TEST_F(FlatCase, FlatDividesKeptPixelsAndFillsDefects) {
-  build();
-  marker m;
-  target->markers.add(m);
+// The normalised flat divides where it lies in [0.5, 1.5]; defects outside
+// it are marked, divided above 0.25 and filled up unless under bkgr. A flat
+// of 8 by 4 whose mean is exactly 2 puts the normalised values 0.5, 1.5,
+// 0.25, 0.375 and 2.375 at chosen pixels, 1 elsewhere.
+TEST_F(DarkFlat, FlatDividesKeptPixelsAndFillsDefects) {
+  zel::image* target = &add("target", 12.0f);
+  zel::image* flat = &add("flat", 2.0f);
+  flat->field()(1, 1) = 1.0f;   // 0.5: kept and divided
+  flat->field()(2, 1) = 3.0f;   // 1.5: kept and divided
+  flat->field()(3, 1) = 0.5f;   // 0.25: marked, not divided
+  flat->field()(4, 1) = 0.75f;  // 0.375: marked, divided
+  flat->field()(5, 2) = 4.75f;  // 2.375: marked, divided, filled
+  // The marked pixels under bkgr stay out of the fill-up, so what the
+  // division did to them shows.
+  target->bkgr()(3, 1) = true;
+  target->bkgr()(4, 1) = true;
+  target->ROI()(6, 3) = false;
+  target->markers.add(marker{});
   EXPECT_TRUE(correctFlat(target->field(), target->bkgr(), flat->field(), flat->bkgr()));
   const auto& f = target->field();
   EXPECT_EQ(f(0, 0), 12.0f);
@@ -118,6 +116,7 @@ TEST_F(FlatCase, FlatDividesKeptPixelsAndFillsDefects) {
   EXPECT_EQ(target->markers.count(), 1);
 }
 
+// Dead and hot pixels of the flat are filled from the plane around them.
 TEST_F(DarkFlat, ADefectInAPlaneIsFilledFromThePlane) {
   zel::image& target = add("target", 0.0f, 9, 9);
   zel::image& flat = add("flat", 1.0f, 9, 9);
@@ -135,6 +134,7 @@ TEST_F(DarkFlat, ADefectInAPlaneIsFilledFromThePlane) {
   EXPECT_NEAR(target.field()(4, 5), (8.0f + 15.0f + 1.0f) * mean, 1e-3f);
 }
 
+// A flat of zeros has the mean 0: 0/0 fails every test, nothing changes.
 TEST_F(DarkFlat, AZeroFlatMakesNonFiniteValuesThatPassUntouched) {
   zel::image& target = addRamp(4, 3);
   zel::image& flat = add("flat", 0.0f, 4, 3);
@@ -143,28 +143,8 @@ TEST_F(DarkFlat, AZeroFlatMakesNonFiniteValuesThatPassUntouched) {
   EXPECT_EQ(target.field()(3, 2), 23.0f);
 }
 
-TEST_F(DarkFlat, ParallelRowsGiveTheSameBits) {
-  const int w = 401, h = 300;
-  zel::image& a = add("a", 0.0f, w, h);
-  zel::image& flat = add("flat", 0.0f, w, h);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      a.field()(x, y) = std::sin(0.01f * x) * 100.0f + 0.3f * y;
-      flat.field()(x, y) = 1.0f + 0.4f * std::cos(0.02f * x + 0.03f * y);
-      if ((x * 7 + y * 13) % 97 == 0) flat.field()(x, y) = 0.1f;  // defects to fill
-    }
-  zel::image b = a;
-  omp_set_num_threads(1);
-  correctFlat(a.field(), a.bkgr(), flat.field(), flat.bkgr());
-  subtractDark(a.field(), a.bkgr(), flat.field(), flat.bkgr());
-  omp_set_num_threads(2);
-  correctFlat(b.field(), b.bkgr(), flat.field(), flat.bkgr());
-  subtractDark(b.field(), b.bkgr(), flat.field(), flat.bkgr());
-  omp_set_num_threads(omp_get_num_procs());
-  for (std::uint64_t i = 0; i < a.field().count; ++i)
-    ASSERT_EQ(std::memcmp(&a.field().data[i], &b.field().data[i], sizeof(float)), 0) << i;
-}
-
+// The dark stage pairs each source with its own dark frame and skips one
+// without; every run subtracts again, and "UnDo" goes back one run.
 TEST_F(DarkFlat, TheDarkStageCorrectsEachSourceWithItsOwnFrame) {
   state().paintKind = "double";
   zel::image& offRefe = add(names::wind_off_refe, 10.0f);
@@ -190,6 +170,8 @@ TEST_F(DarkFlat, TheDarkStageCorrectsEachSourceWithItsOwnFrame) {
   EXPECT_EQ(list.find(names::wind_off_refe)->field()(0, 0), 9.0f);
 }
 
+// A single paint corrects only its sensor pair; without a project nothing
+// happens.
 TEST_F(DarkFlat, ASinglePaintTouchesOnlyItsSensorPair) {
   state().paintKind = "Tsingle";
   zel::image& offRefe = add(names::wind_off_refe, 10.0f);
@@ -211,6 +193,7 @@ TEST_F(DarkFlat, ASinglePaintTouchesOnlyItsSensorPair) {
   EXPECT_EQ(onSens.field()(0, 0), 32.0f);
 }
 
+// The tools command subtracts the chosen frame from the current image.
 TEST_F(DarkFlat, TheToolsCommandCorrectsTheCurrentImageWithTheChosenFrame) {
   zel::image& target = addRamp(4, 3, "target");
   add("dark", 5.0f, 4, 3);

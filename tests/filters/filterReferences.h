@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
-#include "tests/filters/filterTestImages.h"
+#include "tests/support/layers.h"
 
 namespace tamble::testing {
 
@@ -138,6 +139,52 @@ inline void referenceFilter3D(layers& l, int iterations, float D, float h, bool 
   for (int y = 0; y < l.H(); ++y)
     for (int x = 0; x < l.W(); ++x)
       if (!l.blocked(x, y)) l.field(x, y) = B.field(x, y);
+}
+
+// WienerFilter: a median of 3 and a Gauss of D, each pulled in by (noise /
+// local deviation)^2 at most 1, then once more with a Gauss of the odd K.
+inline void referenceWiener(layers& l, float D, float noise) {
+  const float K = std::trunc(D * 0.5f * 2.0f + 1.0f);
+  auto pull = [&](float d) {
+    const float r = noise / (d > 0.0001 ? d : 0.0001f);
+    return r * r < 1 ? r * r : 1.0f;
+  };
+  auto deviation = [](const layers& a, const layers& b) {
+    layers v = a;
+    for (std::uint64_t i = 0; i < v.field.count; ++i)
+      v.field.data[i] = std::fabs(a.field.data[i] - b.field.data[i]);
+    return v;
+  };
+  float* f = l.field.data;
+  layers T = l;
+  referenceCircle(T, 1, 3);
+  layers U = T;
+  referenceGauss(U, 1, D);
+  layers V = deviation(T, U);
+  referenceGauss(V, 1, D);
+  for (std::uint64_t i = 0; i < l.field.count; ++i) {
+    if (l.bkgr.data[i] || !l.ROI.data[i]) continue;
+    const float wt = pull(V.field.data[i]);
+    f[i] += (T.field.data[i] - f[i]) * wt;
+    f[i] += (U.field.data[i] - f[i]) * wt;
+  }
+  U = l;
+  referenceGauss(U, 1, K);
+  V = deviation(l, U);
+  referenceGauss(V, 1, K);
+  for (std::uint64_t i = 0; i < l.field.count; ++i)
+    if (!l.bkgr.data[i] && l.ROI.data[i]) f[i] += (U.field.data[i] - f[i]) * pull(V.field.data[i]);
+}
+
+// Values no filter may read or change unnoticed at the blocked pixels: NaN,
+// infinity, 1e30 and -0 (whose sign a careless copy loses), in turn.
+inline void oddBlocked(layers& l) {
+  const float odd[] = {std::numeric_limits<float>::quiet_NaN(),
+                       std::numeric_limits<float>::infinity(), 1e30f, -0.0f};
+  int k = 0;
+  for (int y = 0; y < l.H(); ++y)
+    for (int x = 0; x < l.W(); ++x)
+      if (l.blocked(x, y)) l.field(x, y) = odd[k++ % 4];
 }
 
 }  // namespace tamble::testing

@@ -25,6 +25,7 @@ FilterThresholdParams params(int kind, int width, int fill = 50) {
   return p;
 }
 
+// The window median of an even count takes the upper middle.
 TEST(ThresholdFilter, MedianOfAnEvenCountIsTheUpperMiddle) {
   zel::image img(2, 1);
   img.field()(0, 0) = 10.0f;
@@ -34,6 +35,8 @@ TEST(ThresholdFilter, MedianOfAnEvenCountIsTheUpperMiddle) {
   EXPECT_EQ(img.field()(1, 0), 20.0f);
 }
 
+// Kind 0 only thresholds: below low becomes background, above high is
+// clipped; a window below 3 is refused.
 TEST(ThresholdFilter, ThresholdsAloneAndRejectedWindows) {
   zel::image img(3, 1);
   img.field()(0, 0) = 1.0f;
@@ -53,6 +56,8 @@ TEST(ThresholdFilter, ThresholdsAloneAndRejectedWindows) {
   EXPECT_EQ(img.field()(2, 0), 7.0f);
 }
 
+// A background pixel is filled when the missing share is below the fill
+// percent.
 TEST(ThresholdFilter, FlatFillsABackgroundPixelWithEnoughSupport) {
   // 8 of the 9 cells are samples: the missing share 1/9 is below 50 percent
   // and at or above 10 percent.
@@ -66,6 +71,7 @@ TEST(ThresholdFilter, FlatFillsABackgroundPixelWithEnoughSupport) {
   }
 }
 
+// At an edge the kernel is read from its start over the clipped window.
 TEST(ThresholdFilter, GaussKernelStartsAtTheClippedWindow) {
   // At the corner the clipped window is 2 by 2; its four cells take kernel
   // weights 0 to 3 of the 3 by 3 kernel: e^-2, e^-1, e^-2, e^-1.
@@ -76,6 +82,7 @@ TEST(ThresholdFilter, GaussKernelStartsAtTheClippedWindow) {
   EXPECT_FLOAT_EQ(img.field()(0, 0), static_cast<float>(e2 / (2 * e2 + 2 * e1)));
 }
 
+// The 3D kind weighs by intensity over the height and scales back.
 TEST(ThresholdFilter, Gauss3DRescalesByTheHeight) {
   // Values 0 and 100 give the height (100 - 0)*0.1 = 10; a flat area of 50
   // comes back as 50 up to rounding. At the corner (8, 8) the scaled values
@@ -93,6 +100,7 @@ TEST(ThresholdFilter, Gauss3DRescalesByTheHeight) {
   EXPECT_NEAR(img.field()(8, 8), corner, 1e-4);
 }
 
+// The line filters count samples beyond the ends as 0.
 TEST(ThresholdFilter, LineFiltersCountOutsideSamplesAsZero) {
   std::vector<double> out = {-1.0};
   tamble::LinearFilterApply({0.0, 3.0, 0.0}, out, {1, 2, 0.0});  // 2 grows to 3

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "geometry/spline.h"
-#include "tests/support/scriptedUi.h"
+#include "tests/support/sessionUi.h"
 
 namespace {
 
@@ -112,8 +112,9 @@ TEST(SplineSolve, DampingStopsOvershootAtSteps) {
   EXPECT_GT(spline({0, 0, 0, 1, 1}).overshoot(), 0.05f);
 }
 
+// Fewer than three knots are refused with a notice; nothing is written.
 TEST(SplineSolve, FewerThanThreeKnotsAreRefused) {
-  tamble::testing::installedUi ui;
+  tamble::testing::sessionUi ui;
   const float y[3] = {1, 2, 4};
   float b[3] = {7, 7, 7}, c[3] = {7, 7, 7}, d[3] = {7, 7, 7};
   splgn(1.0f, nullptr, y, 2, b, c, d);
@@ -139,6 +140,7 @@ float along(const float (&v)[5], float at) {
   return tamble::splineValue(v, b, c, d, lo - 1, at - static_cast<float>(lo - 1));
 }
 
+// The block's two values interpolate columns first and rows first.
 TEST(SplineBlock, OrdersFollowTheirAxes) {
   float block[5][5];
   for (int r = 0; r < 5; ++r)

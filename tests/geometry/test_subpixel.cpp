@@ -5,7 +5,7 @@
 #include <string>
 
 #include "geometry/transforms.h"
-#include "tests/support/scriptedUi.h"
+#include "tests/support/sessionUi.h"
 
 namespace {
 
@@ -26,13 +26,14 @@ long count(const std::vector<std::string>& notices, const std::string& text) {
   return std::count(notices.begin(), notices.end(), text);
 }
 
+// Both grid searches find the centre of a bump within their grid step.
 TEST(Subpixel, FindsTheCentreOfASmoothBump) {
   const tamble::fieldStore f = bump(24, 24, 10.3, 12.7);
   // Grid steps 0.05 and 0.02; the rest of the tolerance is the spline's.
   const std::pair<search, double> searches[] = {{tamble::BiCubic40, 0.03},
                                                 {tamble::BiCubic100, 0.02}};
   for (const auto& [find, tolerance] : searches) {
-    tamble::testing::installedUi ui;
+    tamble::testing::sessionUi ui;
     double x = 0, y = 0;
     find(f, 10, 13, x, y);
     EXPECT_NEAR(x, 10.3, tolerance);
@@ -65,7 +66,7 @@ TEST(Subpixel, PeakInCornerReportsEveryBlockRowAndColumnOffTheImage) {
     long n;
   } cases[] = {{tamble::BiCubic40, "BiCubic40 : ", 41}, {tamble::BiCubic100, "BiCubic100 : ", 101}};
   for (const auto& c : cases) {
-    tamble::testing::installedUi ui;
+    tamble::testing::sessionUi ui;
     double x = 99, y = 99;
     c.find(f, 0, 15, x, y);
     const long columns = c.n * 2 * c.n, rows = c.n * (3 * (c.n - 1) / 2 + 3);

@@ -5,7 +5,6 @@
 #include <png.h>
 #include <sys/resource.h>
 #include <tiffio.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -25,6 +24,7 @@
 #include "api/errors.h"
 #include "api/image.h"
 #include "host/platform.h"
+#include "tests/support/tempFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -35,32 +35,17 @@ const float nan = std::numeric_limits<float>::quiet_NaN();
 const float inf = std::numeric_limits<float>::infinity();
 
 // A fresh folder per test, removed afterwards.
-class ImageFilesTest : public testing::Test {
+class ImageFiles : public tamble::testing::tempFolderTest {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder = fs::temp_directory_path() / ("tamble_imageFiles_" + std::to_string(::getpid()) + "_" +
-                                          test->test_suite_name() + "_" + test->name());
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-  }
-  void TearDown() override { fs::remove_all(folder); }
-  std::string file(const std::string& name) const { return (folder / name).string(); }
+  std::string file(const std::string& name) const { return path(name); }
   std::vector<std::string> entries() const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder))
+    for (const auto& entry : fs::directory_iterator(dir))
       names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
   }
-  fs::path folder;
 };
-class ImageFilesTiff : public ImageFilesTest {};
-class ImageFilesPng : public ImageFilesTest {};
-class ImageFilesContainer : public ImageFilesTest {};
-class ImageFilesMask : public ImageFilesTest {};
-class ImageFilesRefusal : public ImageFilesTest {};
-class ImageFilesAtomic : public ImageFilesTest {};
 
 Bytes slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -274,7 +259,8 @@ void expectLuminance(const zel::image& img) {
 
 // ---- TIFF ----------------------------------------------------------------
 
-TEST_F(ImageFilesTiff, EverySampleKindKeepsItsValues) {
+// Every integer and float sample kind, byte order and compression keeps its values.
+TEST_F(ImageFiles, TiffEverySampleKindKeepsItsValues) {
   expectKindKept<std::uint8_t>(file("u8.TIF"), SAMPLEFORMAT_UINT, {0, 1, 127, 128, 254, 255});
   expectKindKept<std::int8_t>(file("s8.tif"), SAMPLEFORMAT_INT, {-128, -1, 0, 1, 100, 127});
   expectKindKept<std::int16_t>(file("s16.tif"), SAMPLEFORMAT_INT, {-32768, -1, 0, 1, 4000, 32767});
@@ -295,7 +281,8 @@ TEST_F(ImageFilesTiff, EverySampleKindKeepsItsValues) {
                         COMPRESSION_ADOBE_DEFLATE);
 }
 
-TEST_F(ImageFilesTiff, TilesAreReassembled) {
+// Tiled TIFFs, partial edge tiles included, come back in place.
+TEST_F(ImageFiles, TiffTilesAreReassembled) {
   // 40 x 20 in 16 x 16 tiles: the right and bottom tiles are partly outside.
   std::vector<float> values(40 * 20);
   for (std::size_t i = 0; i < values.size(); ++i)
@@ -308,20 +295,8 @@ TEST_F(ImageFilesTiff, TilesAreReassembled) {
   EXPECT_EQ(fieldOf(*img), values);
 }
 
-TEST_F(ImageFilesTiff, ColourBecomesLuminanceAndAlphaIsIgnored) {
-  TiffPage rgb{.samples = 3, .photometric = PHOTOMETRIC_RGB, .pixels = rgbPixels};
-  ASSERT_NO_FATAL_FAILURE(writeTiff(file("rgb.tif"), {rgb}));
-  expectLuminance(*read_image(file("rgb.tif")));
-  TiffPage rgba{.samples = 4, .photometric = PHOTOMETRIC_RGB};
-  for (std::size_t i = 0; i < rgbPixels.size(); i += 3) {
-    rgba.pixels.insert(rgba.pixels.end(), rgbPixels.begin() + i, rgbPixels.begin() + i + 3);
-    rgba.pixels.push_back(static_cast<unsigned char>(i * 40));
-  }
-  ASSERT_NO_FATAL_FAILURE(writeTiff(file("rgba.tif"), {rgba}));
-  expectLuminance(*read_image(file("rgba.tif")));
-}
-
-TEST_F(ImageFilesTiff, NonFiniteValuesBecomeBackground) {
+// NaN, infinities and doubles beyond float become 0 and background.
+TEST_F(ImageFiles, TiffNonFiniteValuesBecomeBackground) {
   ASSERT_NO_FATAL_FAILURE(writeTiff(file("nan.tif"), {floatPage({1, nan, 2, inf, -inf, 3})}));
   const auto img = read_image(file("nan.tif"));
   EXPECT_EQ(fieldOf(*img), (std::vector<float>{1, 0, 2, 0, 0, 3}));
@@ -336,22 +311,10 @@ TEST_F(ImageFilesTiff, NonFiniteValuesBecomeBackground) {
   EXPECT_EQ(flagsOf(narrowed->bkgr()), (std::vector<bool>{true, false, true, false, true, false}));
 }
 
-TEST_F(ImageFilesTiff, UnsupportedKindsAreNamed) {
-  const std::pair<std::string, TiffPage> cases[] = {
-      {"1-bit", {.bits = 1, .pixels = {0x80, 0x40}}},
-      {"12-bit", {.bits = 12, .pixels = Bytes(10, 0x11)}},
-      {"complex", {.bits = 64, .format = SAMPLEFORMAT_COMPLEXIEEEFP, .pixels = Bytes(48, 0)}},
-      {"16-bit floating", {.bits = 16, .format = SAMPLEFORMAT_IEEEFP, .pixels = Bytes(12, 0)}}};
-  for (const auto& [word, page] : cases) {
-    const std::string path = file(word + ".tif");
-    ASSERT_NO_FATAL_FAILURE(writeTiff(path, {page}));
-    expectRefused([&] { read_image(path); }, path, word);
-  }
-}
-
 // ---- PNG -----------------------------------------------------------------
 
-TEST_F(ImageFilesPng, GreyValuesAreKeptUnscaled) {
+// Grey PNGs of 4, 8 and 16 bits, with or without alpha, keep their stored numbers.
+TEST_F(ImageFiles, PngGreyValuesAreKeptUnscaled) {
   ASSERT_TRUE(writePng(file("g8.png"), {}, {0, 1, 100, 128, 254, 255}));
   EXPECT_EQ(fieldOf(*read_image(file("g8.png"))), (std::vector<float>{0, 1, 100, 128, 254, 255}));
   ASSERT_TRUE(
@@ -367,18 +330,29 @@ TEST_F(ImageFilesPng, GreyValuesAreKeptUnscaled) {
   EXPECT_EQ(fieldOf(*read_image(file("ga.png"))), (std::vector<float>{7, 8, 9, 10, 11, 12}));
 }
 
-TEST_F(ImageFilesPng, ColourAndPaletteBecomeLuminance) {
-  ASSERT_TRUE(writePng(file("rgb.png"), {.colour = PNG_COLOR_TYPE_RGB}, rgbPixels));
-  expectLuminance(*read_image(file("rgb.png")));
-  // 4-bit indices 0 1 2 / 3 4 5 into a palette of the same colours.
+// Colour becomes luminance in RGB and RGBA TIFFs (alpha ignored) and RGB and palette PNGs.
+TEST_F(ImageFiles, ColourAndPaletteBecomeLuminanceAndAlphaIsIgnored) {
+  TiffPage rgba{.samples = 4, .photometric = PHOTOMETRIC_RGB};
   PngLayout palette{.colour = PNG_COLOR_TYPE_PALETTE, .depth = 4};
-  for (std::size_t i = 0; i < rgbPixels.size(); i += 3)
+  for (std::size_t i = 0; i < rgbPixels.size(); i += 3) {
+    rgba.pixels.insert(rgba.pixels.end(), rgbPixels.begin() + i, rgbPixels.begin() + i + 3);
+    rgba.pixels.push_back(static_cast<unsigned char>(i * 40));
     palette.palette.push_back({rgbPixels[i], rgbPixels[i + 1], rgbPixels[i + 2]});
+  }
+  ASSERT_NO_FATAL_FAILURE(writeTiff(
+      file("rgb.tif"), {{.samples = 3, .photometric = PHOTOMETRIC_RGB, .pixels = rgbPixels}}));
+  ASSERT_NO_FATAL_FAILURE(writeTiff(file("rgba.tif"), {rgba}));
+  ASSERT_TRUE(writePng(file("rgb.png"), {.colour = PNG_COLOR_TYPE_RGB}, rgbPixels));
+  // 4-bit indices 0 1 2 / 3 4 5 into a palette of the same colours.
   ASSERT_TRUE(writePng(file("palette.png"), palette, {0x01, 0x20, 0x34, 0x50}));
-  expectLuminance(*read_image(file("palette.png")));
+  for (const char* name : {"rgb.tif", "rgba.tif", "rgb.png", "palette.png"}) {
+    SCOPED_TRACE(name);
+    expectLuminance(*read_image(file(name)));
+  }
 }
 
-TEST_F(ImageFilesPng, InterlacedPixelsLandInPlace) {
+// Interlaced PNG pixels land in their places.
+TEST_F(ImageFiles, PngInterlacedPixelsLandInPlace) {
   std::vector<std::uint16_t> values;
   for (int y = 0; y < 11; ++y)
     for (int x = 0; x < 13; ++x) values.push_back(static_cast<std::uint16_t>(100 * x + y));
@@ -429,7 +403,8 @@ std::vector<PlainPage> plainPages(const std::string& path) {
   return pages;
 }
 
-TEST_F(ImageFilesContainer, RoundTripKeepsLayersAndName) {
+// An .imp keeps field, masks and name, as named TIFF pages of the documented kinds.
+TEST_F(ImageFiles, ContainerRoundTripKeepsLayersAndName) {
   const zel::image img = sampleImage();
   write_image(file("run.imp"), img);
   const auto back = read_image(file("run.imp"));
@@ -453,7 +428,8 @@ TEST_F(ImageFilesContainer, RoundTripKeepsLayersAndName) {
   EXPECT_EQ(pages[2].pixels, roi);
 }
 
-TEST_F(ImageFilesContainer, AbsentLayersStayFresh) {
+// An image without masks writes one page and reads back with fresh masks.
+TEST_F(ImageFiles, ContainerAbsentLayersStayFresh) {
   zel::image img;
   img.makeLayers({3, 2}, true, false, false);
   img.fillField(2.5f);
@@ -465,7 +441,8 @@ TEST_F(ImageFilesContainer, AbsentLayersStayFresh) {
   EXPECT_EQ(flagsOf(back->ROI()), std::vector<bool>(6, true));
 }
 
-TEST_F(ImageFilesContainer, PagesAreFoundByNameInAnyOrder) {
+// Container pages are found by name in any order; unknown pages are ignored.
+TEST_F(ImageFiles, ContainerPagesAreFoundByNameInAnyOrder) {
   const TiffPage roi{.name = "ROI", .pixels = {1, 0, 1, 1, 1, 7}};
   const TiffPage notes{.name = "notes", .pixels = Bytes(6, 1)};
   TiffPage field = floatPage({1, 2, nan, 4, 5, 6});
@@ -478,7 +455,8 @@ TEST_F(ImageFilesContainer, PagesAreFoundByNameInAnyOrder) {
   EXPECT_EQ(flagsOf(img->bkgr()), (std::vector<bool>{false, false, true, false, false, false}));
 }
 
-TEST_F(ImageFilesContainer, WrittenTiffHoldsTheExactFloats) {
+// A written TIFF holds the floats bit for bit; reading makes non-finite ones background.
+TEST_F(ImageFiles, ContainerWrittenTiffHoldsTheExactFloats) {
   zel::image img(4, 2);
   const std::vector<float> values = {-0.0f, FLT_TRUE_MIN, 1.0f / 3, FLT_MAX,
                                      -inf,  4000,         1e-30f,   nan};
@@ -508,7 +486,8 @@ zel::arrayStore<bool, 2> sampleMask(const std::string& name) {
   return mask;
 }
 
-TEST_F(ImageFilesMask, RoundTripKeepsValuesAndName) {
+// A mask file keeps values and name, and fills a mask of the same size in place.
+TEST_F(ImageFiles, MaskRoundTripKeepsValuesAndName) {
   const auto wing = sampleMask("wing");
   write_array(file("wing.imp"), wing);
   zel::arrayStore<bool, 2> empty;
@@ -529,7 +508,8 @@ TEST_F(ImageFilesMask, RoundTripKeepsValuesAndName) {
   EXPECT_EQ(view.name, "mask");
 }
 
-TEST_F(ImageFilesMask, FullContainerGivesItsFirstMaskPage) {
+// Reading a mask from a full container gives its bkgr page.
+TEST_F(ImageFiles, MaskFullContainerGivesItsFirstMaskPage) {
   write_image(file("full.imp"), sampleImage());
   zel::arrayStore<bool, 2> mask;
   read_array(file("full.imp"), mask);
@@ -537,7 +517,8 @@ TEST_F(ImageFilesMask, FullContainerGivesItsFirstMaskPage) {
   EXPECT_EQ(flagsOf(mask), flagsOf(sampleImage().bkgr()));
 }
 
-TEST_F(ImageFilesMask, RefusalsLeaveTheMaskAlone) {
+// Mask files of another size, without a mask, or not .imp are refused; the mask stays.
+TEST_F(ImageFiles, MaskRefusalsLeaveTheMaskAlone) {
   write_array(file("wing.imp"), sampleMask("wing"));
   zel::arrayStore<bool, 2> other(4, 3);
   other.fill(true);
@@ -559,32 +540,28 @@ TEST_F(ImageFilesMask, RefusalsLeaveTheMaskAlone) {
 
 // ---- Refusals ------------------------------------------------------------
 
-TEST_F(ImageFilesRefusal, BrokenFilesAreNamed) {
+// Every file that cannot be read gives a FileError naming the file and the fault, and
+// prints nothing: missing, empty, noise, unknown kinds, unsupported samples, truncated,
+// lying or damaged data, and containers with a mask only or pages of other sizes.
+TEST_F(ImageFiles, BrokenFilesAreNamed) {
   Bytes noise;
   for (int i = 0; i < 200; ++i) noise.push_back(static_cast<unsigned char>(i * 37 + 11));
   spill(file("empty.tif"), {});
-  spill(file("noise.tif"), noise);
-  spill(file("noise.png"), noise);
-  spill(file("noise.imp"), noise);
-  spill(file("picture.bmp"), noise);
-  const std::pair<std::string, std::string> cases[] = {
-      {"missing.tif", "not found"}, {"empty.tif", "empty"},      {"noise.tif", "not a TIFF"},
-      {"noise.png", "not a PNG"},   {"noise.imp", "not a TIFF"}, {"picture.bmp", "unknown"}};
-  for (const auto& [name, word] : cases)
-    expectRefused([&] { read_image(file(name)); }, file(name), word);
-}
-
-TEST_F(ImageFilesRefusal, TruncatedAndDamagedDataAreNamed) {
+  for (const char* name : {"noise.tif", "noise.png", "noise.imp", "picture.bmp"})
+    spill(file(name), noise);
+  const std::pair<std::string, TiffPage> kinds[] = {
+      {"1-bit", {.bits = 1, .pixels = {0x80, 0x40}}},
+      {"12-bit", {.bits = 12, .pixels = Bytes(10, 0x11)}},
+      {"complex", {.bits = 64, .format = SAMPLEFORMAT_COMPLEXIEEEFP, .pixels = Bytes(48, 0)}},
+      {"16-bit floating", {.bits = 16, .format = SAMPLEFORMAT_IEEEFP, .pixels = Bytes(12, 0)}}};
+  for (const auto& [word, page] : kinds)
+    ASSERT_NO_FATAL_FAILURE(writeTiff(file(word + ".tif"), {page}));
   // Directory first, so that the cut takes data and leaves the header whole.
   spill(file("cut.tif"), handTiff(64, 64, 8192, 4096));
-  expectRefused([&] { read_image(file("cut.tif")); }, file("cut.tif"), "truncated");
   // A header claiming 1.6e9 pixels in a strip of 16 bytes: refused, not allocated.
   spill(file("lying.tif"), handTiff(40000, 40000, 16, 16));
-  expectRefused([&] { read_image(file("lying.tif")); }, file("lying.tif"), "truncated");
   spill(file("huge.tif"), handTiff(100000, 100000, 16, 16));
-  expectRefused([&] { read_image(file("huge.tif")); }, file("huge.tif"), "too large");
   spill(file("zero.tif"), handTiff(0, 64, 16, 16));
-  expectRefused([&] { read_image(file("zero.tif")); }, file("zero.tif"), "");
 
   // A compressed strip whose zlib header is spoilt.
   std::vector<float> ramp(64 * 8);
@@ -599,17 +576,15 @@ TEST_F(ImageFilesRefusal, TruncatedAndDamagedDataAreNamed) {
   Bytes bytes = slurp(file("spoilt.tif"));
   bytes[offset] = bytes[offset + 1] = 0xFF;
   spill(file("spoilt.tif"), bytes);
-  expectRefused([&] { read_image(file("spoilt.tif")); }, file("spoilt.tif"), "damaged");
 
-  const PngLayout layout{.width = 64, .height = 64, .depth = 16};
   std::vector<std::uint16_t> values(64 * 64);
   for (std::size_t i = 0; i < values.size(); ++i)
     values[i] = static_cast<std::uint16_t>(i * 2654435761u >> 7);
-  ASSERT_TRUE(writePng(file("cut.png"), layout, bigEndian16(values)));
+  ASSERT_TRUE(
+      writePng(file("cut.png"), {.width = 64, .height = 64, .depth = 16}, bigEndian16(values)));
   bytes = slurp(file("cut.png"));
   bytes.resize(bytes.size() / 2);
   spill(file("cut.png"), bytes);
-  expectRefused([&] { read_image(file("cut.png")); }, file("cut.png"), "truncated");
 
   // A header claiming 40000 x 40000 pixels (0x9C40) with its checksum fixed.
   ASSERT_TRUE(writePng(file("lying.png"), {}, Bytes(6, 9)));
@@ -618,24 +593,43 @@ TEST_F(ImageFilesRefusal, TruncatedAndDamagedDataAreNamed) {
   const uLong crc = crc32(0, &bytes[12], 17);  // over "IHDR" and its 13 bytes
   for (int i = 0; i < 4; ++i) bytes[29 + i] = static_cast<unsigned char>(crc >> (24 - 8 * i));
   spill(file("lying.png"), bytes);
-  expectRefused([&] { read_image(file("lying.png")); }, file("lying.png"), "too small");
-}
 
-TEST_F(ImageFilesRefusal, ContainerProblemsAreNamed) {
   write_array(file("mask.imp"), sampleMask("wing"));
-  expectRefused([&] { read_image(file("mask.imp")); }, file("mask.imp"), "only a mask");
-
   TiffPage field = floatPage(std::vector<float>(12, 1.0f), 4);
   field.name = "field";
   const TiffPage bkgr{.width = 5, .height = 3, .name = "bkgr", .pixels = Bytes(15, 0)};
   ASSERT_NO_FATAL_FAILURE(writeTiff(file("sizes.imp"), {field, bkgr}));
-  expectRefused([&] { read_image(file("sizes.imp")); }, file("sizes.imp"),
-                "is 5x3 but the field page is 4x3");
+
+  const std::pair<const char*, const char*> cases[] = {
+      {"missing.tif", "not found"},
+      {"empty.tif", "empty"},
+      {"noise.tif", "not a TIFF"},
+      {"noise.png", "not a PNG"},
+      {"noise.imp", "not a TIFF"},
+      {"picture.bmp", "unknown"},
+      {"1-bit.tif", "1-bit"},
+      {"12-bit.tif", "12-bit"},
+      {"complex.tif", "complex"},
+      {"16-bit floating.tif", "16-bit floating"},
+      {"cut.tif", "truncated"},
+      {"lying.tif", "truncated"},
+      {"huge.tif", "too large"},
+      {"zero.tif", ""},
+      {"spoilt.tif", "damaged"},
+      {"cut.png", "truncated"},
+      {"lying.png", "too small"},
+      {"mask.imp", "only a mask"},
+      {"sizes.imp", "is 5x3 but the field page is 4x3"}};
+  for (const auto& [name, word] : cases) {
+    SCOPED_TRACE(name);
+    expectRefused([&] { read_image(file(name)); }, file(name), word);
+  }
 }
 
 // ---- Atomic writing ------------------------------------------------------
 
-TEST_F(ImageFilesAtomic, RefusedWritesLeaveFilesAsTheyWere) {
+// Refused writes name the file and leave every file and folder as it was.
+TEST_F(ImageFiles, RefusedWritesLeaveFilesAsTheyWere) {
   const std::string lost = file("missing/run.imp");
   expectRefused([&] { write_image(lost, sampleImage()); }, lost, "does not exist");
   expectRefused([&] { write_array(lost, sampleMask("m")); }, lost, "does not exist");
@@ -649,15 +643,16 @@ TEST_F(ImageFilesAtomic, RefusedWritesLeaveFilesAsTheyWere) {
   expectRefused([&] { write_image(file("run.png"), sampleImage()); }, file("run.png"),
                 "unsupported format for writing");
   // A folder in the way makes the final rename fail, after the data is written.
-  fs::create_directories(folder / "taken.tif" / "inside");
+  fs::create_directories(dir / "taken.tif" / "inside");
   expectRefused([&] { write_image(file("taken.tif"), sampleImage()); }, file("taken.tif"),
                 "taken.tif");
-  EXPECT_TRUE(fs::is_directory(folder / "taken.tif" / "inside"));
+  EXPECT_TRUE(fs::is_directory(dir / "taken.tif" / "inside"));
   EXPECT_EQ(slurp(file("run.imp")), old);
   EXPECT_EQ(entries(), (std::vector<std::string>{"run.imp", "taken.tif"}));
 }
 
-TEST_F(ImageFilesAtomic, FailureWhileWritingKeepsTheOldFile) {
+// A write that fails halfway (file size limit) keeps the old file and no temporary.
+TEST_F(ImageFiles, AFailureWhileWritingKeepsTheOldFile) {
   write_image(file("run.imp"), sampleImage());
   const Bytes old = slurp(file("run.imp"));
   // Values that do not compress, and a file size limit that stops libtiff halfway.
@@ -678,7 +673,8 @@ TEST_F(ImageFilesAtomic, FailureWhileWritingKeepsTheOldFile) {
   EXPECT_EQ(entries(), std::vector<std::string>{"run.imp"});
 }
 
-TEST_F(ImageFilesAtomic, SuccessLeavesOnlyTheFiles) {
+// Successful writes, over old files too, leave no temporary files behind.
+TEST_F(ImageFiles, SuccessfulWritesLeaveOnlyTheFiles) {
   write_image(file("a.imp"), sampleImage());
   write_image(file("a.imp"), sampleImage());  // over an existing file
   write_image(file("b.tiff"), sampleImage());

@@ -1,11 +1,10 @@
+// The parameter store file: reading, writing in place, refusals and its place.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 
@@ -13,41 +12,35 @@
 #include "host/atomicFile.h"
 #include "host/platform.h"
 #include "host/store.h"
+#include "tests/support/tempFolder.h"
+#include "tests/support/textFile.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeText(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using tamble::testing::readText;
+using tamble::testing::writeText;
 
 // A fresh folder per test; the process-wide store goes back to its default
 // place afterwards.
-class StoreFile : public testing::Test {
+class StoreFile : public tamble::testing::tempFolderTest {
  protected:
   void SetUp() override {
-    root = fs::temp_directory_path() / ("tamble_store_" + std::to_string(::getpid()));
-    fs::remove_all(root);
-    fs::create_directories(root);
-    file = root / "store.ini";
+    tempFolderTest::SetUp();
+    file = dir / "store.ini";
   }
   void TearDown() override {
     tamble::useStore({});
-    fs::permissions(root, fs::perms::owner_all, fs::perm_options::add);
-    fs::remove_all(root);
+    fs::permissions(dir, fs::perms::owner_all, fs::perm_options::add);
+    tempFolderTest::TearDown();
   }
-  fs::path root;
   fs::path file;
 };
 
+// A missing file reads empty; the first write makes it and its folders.
 TEST_F(StoreFile, MissingFileIsEmptyAndTheFirstWriteMakesItsFolders) {
-  const fs::path deep = root / "a" / "b" / "store.ini";
+  const fs::path deep = dir / "a" / "b" / "store.ini";
   tamble::iniStore store(deep.string());
   EXPECT_EQ(store.get("Filter", "m_size", "none"), "none");
   EXPECT_FALSE(fs::exists(deep.parent_path()));  // reading creates nothing
@@ -56,6 +49,7 @@ TEST_F(StoreFile, MissingFileIsEmptyAndTheFirstWriteMakesItsFolders) {
   EXPECT_EQ(store.get("Filter", "m_size", "none"), "5");
 }
 
+// The process store writes each change through and reads it back anew.
 TEST_F(StoreFile, ProcessStoreRoundTripsThroughTheFile) {
   tamble::useStore(file.string());
   EXPECT_EQ(tamble::storePath(), file.string());
@@ -72,19 +66,11 @@ TEST_F(StoreFile, ProcessStoreRoundTripsThroughTheFile) {
   EXPECT_EQ(reg_get_string("Fit", "m_size", "-"), "-");
 }
 
+// Comments, unknown lines and the order survive; new keys join their section.
 TEST_F(StoreFile, KeepsCommentsUnknownLinesAndOrder) {
   const std::string before =
-      "; settings\n"
-      "top=1\n"
-      "[Filter]\n"
-      "m_size=5\n"
-      "this line means nothing\n"
-      "m_gain=0,5\n"
-      "\n"
-      "# the fit dialog\n"
-      "[Fit]\n"
-      "m_order=2\n"
-      "[broken\n";
+      "; settings\ntop=1\n[Filter]\nm_size=5\nthis line means nothing\nm_gain=0,5\n\n"
+      "# the fit dialog\n[Fit]\nm_order=2\n[broken\n";
   writeText(file, before);
   tamble::iniStore store(file.string());
   EXPECT_EQ(store.get("", "top", "-"), "1");  // lines before any header form section ""
@@ -98,25 +84,12 @@ TEST_F(StoreFile, KeepsCommentsUnknownLinesAndOrder) {
   store.set("Fit", "m_tail", "t");
   store.set("Mask", "m_on", "1");
   const std::string after =
-      "; settings\n"
-      "top=1\n"
-      "[Filter]\n"
-      "m_size=9\n"
-      "this line means nothing\n"
-      "m_gain=0,5\n"
-      "m_new=x\n"
-      "\n"
-      "# the fit dialog\n"
-      "[Fit]\n"
-      "m_order=2\n"
-      "m_tail=t\n"
-      "[broken\n"
-      "\n"
-      "[Mask]\n"
-      "m_on=1\n";
+      "; settings\ntop=1\n[Filter]\nm_size=9\nthis line means nothing\nm_gain=0,5\nm_new=x\n\n"
+      "# the fit dialog\n[Fit]\nm_order=2\nm_tail=t\n[broken\n\n[Mask]\nm_on=1\n";
   EXPECT_EQ(readText(file), after);
 }
 
+// Values are kept verbatim; names compare exactly; the first of two keys wins.
 TEST_F(StoreFile, ValuesAreVerbatimAndNamesCompareExactly) {
   writeText(file, "[Filter]\nkey = spaced\nm_size=5\n[filter]\nm_size=6\n[Filter]\nm_size=7\n");
   tamble::iniStore store(file.string());
@@ -134,6 +107,7 @@ TEST_F(StoreFile, ValuesAreVerbatimAndNamesCompareExactly) {
   EXPECT_NE(readText(file).find("[Filter]\nm_size=7\n"), std::string::npos);
 }
 
+// A file with Windows line ends keeps them.
 TEST_F(StoreFile, WindowsLineEndsAreKept) {
   writeText(file, "[Filter]\r\nm_size=5\r\n");
   tamble::iniStore store(file.string());
@@ -142,16 +116,22 @@ TEST_F(StoreFile, WindowsLineEndsAreKept) {
   EXPECT_EQ(readText(file), "[Filter]\r\nm_size=5\r\nm_gain=1\r\n");
 }
 
+// Keys, sections and values that would not read back are refused.
 TEST_F(StoreFile, RefusesWhatWouldNotReadBack) {
   writeText(file, "[Filter]\nm_size=5\n");
   tamble::iniStore store(file.string());
-  const std::pair<std::string, std::string> bad[] = {
-      {"m_text", "two\nlines"}, {"m_text", "cr\r"}, {"", "v"}, {"a=b", "v"}, {";m_x", "v"},
-      {"[m_x", "v]"},           {"m\ny", "v"},
-  };
-  for (const auto& [key, value] : bad)
-    EXPECT_THROW(store.set("Filter", key, value), zel::FileError) << key;
-  EXPECT_THROW(store.set("Fil\nter", "m_x", "1"), zel::FileError);
+  const struct {
+    const char *section, *key, *value;
+  } bad[] = {{"Filter", "m_text", "two\nlines"},
+             {"Filter", "m_text", "cr\r"},
+             {"Filter", "", "v"},
+             {"Filter", "a=b", "v"},
+             {"Filter", ";m_x", "v"},
+             {"Filter", "[m_x", "v]"},
+             {"Filter", "m\ny", "v"},
+             {"Fil\nter", "m_x", "1"}};
+  for (const auto& b : bad)
+    EXPECT_THROW(store.set(b.section, b.key, b.value), zel::FileError) << b.section << "/" << b.key;
   EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
 }
 
@@ -167,46 +147,42 @@ TEST_F(StoreFile, SeveralKeysAreWrittenTogetherOrNotAtAll) {
   EXPECT_EQ(store.get("Filter", "m_iter", ""), "2");
 }
 
-TEST_F(StoreFile, FailedWriteRaisesAndKeepsTheOldFile) {
+// Where the file cannot be written (a folder where its temporary file goes,
+// a folder in its place, a file in place of its folder, no path at all), a
+// change raises, reads give the old values and nothing on disk changes.
+TEST_F(StoreFile, UnwritablePlacesRaiseAndKeepWhatIsThere) {
   writeText(file, "[Filter]\nm_size=5\n");
-  tamble::iniStore store(file.string());
-  // A folder where the temporary file must go makes the write fail, even for root.
   fs::create_directory(tamble::temporaryNameFor(file.string()));
-  EXPECT_THROW(store.set("Filter", "m_size", "6"), zel::FileError);
-  EXPECT_THROW(store.set("Filter", "m_new", "1"), zel::FileError);
-  EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
+  fs::create_directory(dir / "folder.ini");
+  writeText(dir / "folder.ini" / "keep.txt", "mine");
+  writeText(dir / "plain", "data");
+  for (const fs::path& place :
+       {file, dir / "folder.ini", dir / "plain" / "store.ini", fs::path()}) {
+    tamble::iniStore store(place.string());
+    EXPECT_THROW(store.set("Filter", "m_size", "6"), zel::FileError) << place;
+    EXPECT_THROW(store.set("Filter", "m_new", "1"), zel::FileError) << place;
+    EXPECT_EQ(store.get("Filter", "m_new", "-"), "-") << place;
+  }
+  tamble::iniStore store(file.string());
   EXPECT_EQ(store.get("Filter", "m_size", "-"), "5");
-  EXPECT_EQ(store.get("Filter", "m_new", "-"), "-");
   EXPECT_NO_THROW(store.set("Filter", "m_size", "5"));  // nothing to change, nothing written
+  EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
+  EXPECT_EQ(readText(dir / "folder.ini" / "keep.txt"), "mine");
+  EXPECT_EQ(readText(dir / "plain"), "data");
 }
 
+// A read-only folder makes a change raise and keeps the old file.
 TEST_F(StoreFile, ReadOnlyFolderRaisesAndKeepsTheOldFile) {
   if (::geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders";
   writeText(file, "[Filter]\nm_size=5\n");
   tamble::iniStore store(file.string());
-  fs::permissions(root, fs::perms::owner_read | fs::perms::owner_exec);
+  fs::permissions(dir, fs::perms::owner_read | fs::perms::owner_exec);
   EXPECT_THROW(store.set("Filter", "m_size", "6"), zel::FileError);
-  fs::permissions(root, fs::perms::owner_all);
+  fs::permissions(dir, fs::perms::owner_all);
   EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
 }
 
-TEST_F(StoreFile, FolderInPlaceOfTheFileIsLeftAlone) {
-  const fs::path inside = root / "keep.txt";
-  writeText(inside, "mine");
-  tamble::useStore(root.string());
-  EXPECT_EQ(reg_get_string("Filter", "m_size", "-"), "-");
-  EXPECT_THROW(reg_set_string("Filter", "m_size", "5"), zel::FileError);
-  EXPECT_TRUE(fs::is_directory(root));
-  EXPECT_EQ(readText(inside), "mine");
-}
-
-TEST_F(StoreFile, FileInPlaceOfItsFolderRaises) {
-  writeText(root / "plain", "data");
-  tamble::iniStore store((root / "plain" / "store.ini").string());
-  EXPECT_THROW(store.set("Filter", "m_size", "5"), zel::FileError);
-  EXPECT_EQ(readText(root / "plain"), "data");
-}
-
+// A change keeps what another process wrote meanwhile.
 TEST_F(StoreFile, SetKeepsWhatAnotherProcessWroteMeanwhile) {
   tamble::iniStore store(file.string());
   store.set("Filter", "m_size", "5");
@@ -216,8 +192,9 @@ TEST_F(StoreFile, SetKeepsWhatAnotherProcessWroteMeanwhile) {
   EXPECT_EQ(store.get("Fit", "m_order", "-"), "3");
 }
 
+// A store behind a symbolic link is written through the link.
 TEST_F(StoreFile, WritesThroughASymbolicLink) {
-  const fs::path real = root / "real.ini";
+  const fs::path real = dir / "real.ini";
   writeText(real, "[Filter]\nm_size=5\n");
   fs::create_symlink(real, file);
   tamble::iniStore store(file.string());
@@ -226,6 +203,7 @@ TEST_F(StoreFile, WritesThroughASymbolicLink) {
   EXPECT_EQ(readText(real), "[Filter]\nm_size=6\n");
 }
 
+// Junk, very long lines and binary bytes are kept as they are.
 TEST_F(StoreFile, JunkLongLinesAndBinaryBytesAreKept) {
   // The long key comes first, before random bytes could open a section.
   std::string junk = std::string(1 << 20, 'x') + "=long\n" + std::string(1 << 20, '=') + "\n";
@@ -243,7 +221,7 @@ TEST_F(StoreFile, JunkLongLinesAndBinaryBytesAreKept) {
   EXPECT_EQ(readText(file), junk + "\n[fresh]\nk=v\n");
 }
 
-// Each case names the variables to set; the others are unset.
+// The store's place follows TAMBLE_STORE, then XDG_CONFIG_HOME, then HOME.
 TEST(StorePath, FollowsTheEnvironment) {
   const char* names[] = {"TAMBLE_STORE", "XDG_CONFIG_HOME", "HOME"};
   std::optional<std::string> saved[3];
@@ -254,19 +232,17 @@ TEST(StorePath, FollowsTheEnvironment) {
     for (int i = 0; i < 3; ++i) values[i] ? ::setenv(names[i], values[i], 1) : ::unsetenv(names[i]);
     return tamble::defaultStorePath();
   };
-  EXPECT_EQ(with("/x/s.ini", "/cfg", "/home/u"), "/x/s.ini");
-  EXPECT_EQ(with("", "/cfg", "/home/u"), "/cfg/tamble/store.ini");
-  EXPECT_EQ(with(nullptr, "relative", "/home/u"), "/home/u/.config/tamble/store.ini");
-  EXPECT_EQ(with(nullptr, "", "/home/u"), "/home/u/.config/tamble/store.ini");
-  EXPECT_EQ(with(nullptr, nullptr, nullptr), "");
+  const struct {
+    const char *store, *config, *home, *expected;
+  } rows[] = {{"/x/s.ini", "/cfg", "/home/u", "/x/s.ini"},
+              {"", "/cfg", "/home/u", "/cfg/tamble/store.ini"},
+              {nullptr, "relative", "/home/u", "/home/u/.config/tamble/store.ini"},
+              {nullptr, "", "/home/u", "/home/u/.config/tamble/store.ini"},
+              {nullptr, nullptr, nullptr, ""}};
+  for (const auto& r : rows)
+    EXPECT_EQ(with(r.store, r.config, r.home), r.expected) << (r.store ? r.store : "(unset)");
   for (int i = 0; i < 3; ++i)
     saved[i] ? ::setenv(names[i], saved[i]->c_str(), 1) : ::unsetenv(names[i]);
-}
-
-TEST(StorePath, NoPlaceReadsEmptyAndRefusesToWrite) {
-  tamble::iniStore store("");
-  EXPECT_EQ(store.get("Filter", "m_size", "-"), "-");
-  EXPECT_THROW(store.set("Filter", "m_size", "5"), zel::FileError);
 }
 
 }  // namespace

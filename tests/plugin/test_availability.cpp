@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "api/imagesList.h"
 #include "host/fieldData.h"
 #include "plugin/availability.h"
@@ -16,11 +18,7 @@ zel::image* named(const char* name) {
   return img;
 }
 
-struct kindScope {
-  explicit kindScope(const char* kind) { paintKind() = kind; }
-  ~kindScope() { paintKind().clear(); }
-};
-
+// A ROI selects something only with a false pixel; a missing ROI layer is a fault.
 TEST(Availability, RoiIsSetOnlyWithAFalseElement) {
   zel::imagesList list;
   EXPECT_FALSE(roi_is_set(list));
@@ -36,100 +34,90 @@ TEST(Availability, RoiIsSetOnlyWithAFalseElement) {
   EXPECT_THROW(roi_is_set(list), zel::AlgoError);
 }
 
-TEST(Availability, BackgroundMarkersAndUndo) {
+// Background, markers, snapshot and the transfer buffers answer for their contents.
+TEST(Availability, BackgroundMarkersUndoAndBuffers) {
   zel::imagesList list;
   list.addImage(named("a"));
-  EXPECT_FALSE(bkgr_is_set(list));
-  EXPECT_FALSE(markers_present(list));
-  EXPECT_FALSE(undo_available(list));
+  EXPECT_FALSE(bkgr_is_set(list) || markers_present(list) || undo_available(list));
   list.current()->bkgr()(0, 0) = true;
   list.current()->markers.add(marker{});
   list.snapshot();
-  EXPECT_TRUE(bkgr_is_set(list));
-  EXPECT_TRUE(markers_present(list));
-  EXPECT_TRUE(undo_available(list));
+  EXPECT_TRUE(bkgr_is_set(list) && markers_present(list) && undo_available(list));
   EXPECT_FALSE(list_markers_present(list));
   list.markers.add(marker{});
   EXPECT_TRUE(list_markers_present(list));
-}
-
-TEST(Availability, BuffersAnswerForTheirContents) {
-  zel::imagesList list;
   roiBuffer() = zel::arrayStore<bool, 2>(2, 2);
   roiBuffer().fill(true);
   EXPECT_FALSE(roi_buffer_is_set(list));
   roiBuffer()[3] = false;
   EXPECT_TRUE(roi_buffer_is_set(list));
   roiBuffer().reset();
-  markersBuffer().resize(0);
   EXPECT_FALSE(markers_buffer_filled(list));
   markersBuffer().resize(2);
   EXPECT_TRUE(markers_buffer_filled(list));
   markersBuffer().resize(0);
 }
 
-TEST(Availability, ProjectImagesDependOnThePaintKind) {
-  zel::imagesList list;
-  list.addImage(named("wind_off_sens"));
-  list.addImage(named("wind_on_sens"));
-  {
-    kindScope k("double");
-    EXPECT_FALSE(project_images_present(list));
-    EXPECT_FALSE(single_paint_images_present(list));
+// The run's images a test asks for depend on the paint kind; any other
+// spelling of a kind ("Double") makes every kind-bound test false.
+TEST(Availability, RunImagesByPaintKind) {
+  using names = std::vector<const char*>;
+  const names pair = {"wind_off_sens", "wind_on_sens"};
+  const names four = {"wind_off_sens", "wind_on_sens", "wind_off_refe", "wind_on_refe"};
+  const names darkSens = {"wind_on_dark_sens", "wind_off_dark_sens"};
+  const names darkAll = {"wind_on_dark_sens", "wind_off_dark_sens", "wind_on_dark_refe",
+                         "wind_off_dark_refe"};
+  const struct {
+    const char* kind;
+    names images;
+    bool (*test)(const zel::imagesList&);
+    bool expected;
+  } rows[] = {
+      {"double", pair, project_images_present, false},
+      {"double", four, project_images_present, true},
+      {"single", pair, project_images_present, true},
+      {"Double", four, project_images_present, false},
+      {"single", pair, single_paint_images_present, true},
+      {"Tsingle", pair, single_paint_images_present, true},
+      {"double", four, single_paint_images_present, false},
+      {"Tsingle", darkSens, dark_images_present, true},
+      {"double", darkSens, dark_images_present, false},
+      {"double", darkAll, dark_images_present, true},
+      {"Double", darkAll, dark_images_present, false},
+      {"Tsingle", {"flat_sens"}, flat_images_present, false},
+      {"Tsingle", {"flat_sens", "flat_refe"}, flat_images_present, true},
+      {"single", {"T"}, output_fields_present, false},
+      {"Tsingle", {"T"}, output_fields_present, true},
+      {"Double", {"Pressure"}, output_fields_present, false},
+  };
+  for (const auto& row : rows) {
+    zel::imagesList list;
+    for (const char* name : row.images) list.addImage(named(name));
+    paintKind() = row.kind;
+    EXPECT_EQ(row.test(list), row.expected) << row.kind << " with " << row.images.back();
   }
-  {
-    kindScope k("single");
-    EXPECT_TRUE(project_images_present(list));
-    EXPECT_TRUE(single_paint_images_present(list));
-  }
-  {
-    kindScope k("Double");  // any other spelling: every kind-bound test is false
-    list.addImage(named("wind_off_refe"));
-    list.addImage(named("wind_on_refe"));
-    list.addImage(named("Pressure"));
-    EXPECT_FALSE(project_images_present(list));
-    EXPECT_FALSE(output_fields_present(list));
-    EXPECT_FALSE(dark_images_present(list));
-  }
-  kindScope k("double");
-  EXPECT_TRUE(project_images_present(list));
-  EXPECT_FALSE(single_paint_images_present(list));
+  paintKind().clear();
 }
 
-TEST(Availability, DarkAndFlatFrames) {
-  zel::imagesList list;
-  list.addImage(named("wind_on_dark_sens"));
-  list.addImage(named("wind_off_dark_sens"));
-  list.addImage(named("flat_sens"));
-  kindScope single("Tsingle");
-  EXPECT_TRUE(dark_images_present(list));
-  EXPECT_FALSE(flat_images_present(list));
-  list.addImage(named("flat_refe"));
-  EXPECT_TRUE(flat_images_present(list));
-  paintKind() = "double";
-  EXPECT_FALSE(dark_images_present(list));
-}
-
-TEST(Availability, OutputFieldsByPaintKind) {
+// The output fields with the mesh need the mesh held as well.
+TEST(Availability, OutputFieldsAndMeshNeedTheMesh) {
   zel::imagesList list;
   list.addImage(named("T"));
-  kindScope k("single");
-  EXPECT_FALSE(output_fields_present(list));
   paintKind() = "Tsingle";
-  EXPECT_TRUE(output_fields_present(list));
-  EXPECT_FALSE(output_fields_and_mesh_present(list));  // no mesh held
+  EXPECT_FALSE(output_fields_and_mesh_present(list));
   get_field_data().grid.resize(1);
   get_field_data().functions.resize(1);
   get_field_data().count = 5;
   EXPECT_TRUE(output_fields_and_mesh_present(list));
   get_field_data() = zel::field_data<double>();
+  paintKind().clear();
 }
 
-TEST(Availability, WindOffMarkers) {
+// Markers of another image do not count as the wind-off image's.
+TEST(Availability, WindOffMarkersAreThoseOfTheWindOffImage) {
   zel::imagesList list;
   list.addImage(named("wind_on_sens"));
   list.current()->markers.add(marker{});
-  EXPECT_FALSE(wind_off_markers_present(list));
   list.addImage(named("wind_off_sens"));
   EXPECT_FALSE(wind_off_markers_present(list));
   list.find("wind_off_sens")->markers.add(marker{});

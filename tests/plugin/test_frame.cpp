@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "api/imagesList.h"
 #include "host/paramRecord.h"
 #include "host/platform.h"
-#include "host/store.h"
 #include "plugin/frame.h"
-#include "tests/support/scriptedUi.h"
+#include "tests/support/commandTest.h"
 
 namespace {
 
@@ -21,27 +19,24 @@ struct CTestFilter {
         "CTestFilter",
         "FrameTestFilter",
         "Test Filter",
-        {{{"m_diameter", paramType::Int, 5, std::pair{1.0, 99.0}, "Diameter (1 - 99)"},
+        {{{"m_diameter", paramType::Int, std::pair{1.0, 99.0}, "Diameter (1 - 99)"},
           &CTestFilter::m_diameter},
-         {{"m_level", paramType::Float, 0.5, std::pair{0.0, 1.0}, "Level (0 - 1)"},
+         {{"m_level", paramType::Float, std::pair{0.0, 1.0}, "Level (0 - 1)"},
           &CTestFilter::m_level}}};
     return d;
   }
 };
 
-class Frame : public ::testing::Test {
+class Frame : public tamble::testing::commandTest {
  protected:
   void SetUp() override {
-    storePath = ::testing::TempDir() + "frame_store_" + std::to_string(::getpid()) + ".ini";
-    std::remove(storePath.c_str());
-    useStore(storePath);
+    commandTest::SetUp();
     auto* img = new zel::image(3, 3);
     img->setFieldName("a");
     img->fillField(1.0f);
     list.addImage(img);
     list.recording = true;
   }
-  void TearDown() override { std::remove(storePath.c_str()); }
 
   // Runs the test command: adds the diameter to every pixel.
   bool run(std::function<const char*(const zel::image&)> after = {}) {
@@ -62,13 +57,11 @@ class Frame : public ::testing::Test {
     return runStandard(list, op);
   }
 
-  std::string storePath;
-  tamble::testing::installedUi user;
-  zel::imagesList list;
   int remembered = 0;
   bool failInside = false;
 };
 
+// Cancel in the dialog: nothing saved, remembered, snapshotted or changed.
 TEST_F(Frame, CancelChangesNothing) {
   user.ui.dialogOk = {false};
   EXPECT_TRUE(run());
@@ -79,6 +72,7 @@ TEST_F(Frame, CancelChangesNothing) {
   EXPECT_EQ(list.current()->field()[0], 1.0f);
 }
 
+// OK saves the values, snapshots, takes a host step, runs and reports its time.
 TEST_F(Frame, OkSavesSnapshotsRunsAndReports) {
   user.ui.dialogValues = {{"m_diameter", "4"}, {"m_level", "0,25"}};
   run();
@@ -96,6 +90,7 @@ TEST_F(Frame, OkSavesSnapshotsRunsAndReports) {
   EXPECT_EQ(list.current()->field()[0], 1.0f);
 }
 
+// The next opening starts from the values saved at the last OK.
 TEST_F(Frame, NextOpeningShowsWhatWasSaved) {
   user.ui.dialogValues = {{"m_diameter", "8"}};
   run();
@@ -104,6 +99,7 @@ TEST_F(Frame, NextOpeningShowsWhatWasSaved) {
   EXPECT_EQ(list.current()->field()[0], 1.0f + 9.0f + 9.0f);
 }
 
+// A guard after the dialog stops the command once the values are saved.
 TEST_F(Frame, GuardAfterTheDialogHasSavedButNotSnapshotted) {
   user.ui.dialogValues = {{"m_diameter", "7"}};
   run([](const zel::image&) { return "Minimum Must Be Less Than Maximum!"; });
@@ -113,6 +109,7 @@ TEST_F(Frame, GuardAfterTheDialogHasSavedButNotSnapshotted) {
   EXPECT_EQ(list.current()->field()[0], 1.0f);
 }
 
+// A value out of range keeps the dialog open: nothing runs or is saved.
 TEST_F(Frame, OutOfRangeValueIsNeverRun) {
   user.ui.dialogValues = {{"m_diameter", "100"}};
   run();
@@ -120,6 +117,7 @@ TEST_F(Frame, OutOfRangeValueIsNeverRun) {
   EXPECT_EQ(reg_get_string("FrameTestFilter", "m_diameter", "absent"), "absent");
 }
 
+// A routine that throws leaves its snapshot, so "UnDo" is the way back.
 TEST_F(Frame, AnExceptionLeavesUndoAvailable) {
   failInside = true;
   EXPECT_THROW(run(), zel::AlgoError);
@@ -129,6 +127,7 @@ TEST_F(Frame, AnExceptionLeavesUndoAvailable) {
   EXPECT_EQ(list.current()->field()(0, 0), 1.0f);
 }
 
+// The snapshot-only form takes no host step and shows no wait cursor.
 TEST_F(Frame, SnapshotOnlyTakesNoHostStepAndNoCursor) {
   operation op;
   op.snapshotOnly = true;
@@ -142,6 +141,7 @@ TEST_F(Frame, SnapshotOnlyTakesNoHostStepAndNoCursor) {
   EXPECT_FALSE(list.current()->ROI()[0]);
 }
 
+// A guard before the dialog stops the command before the dialog opens.
 TEST_F(Frame, GuardBeforeTheDialogStopsEverything) {
   operation op;
   CTestFilter dialog;
@@ -156,6 +156,7 @@ TEST_F(Frame, GuardBeforeTheDialogStopsEverything) {
   EXPECT_FALSE(list.undoAvailable());
 }
 
+// Two-image commands change the chosen image and give it the host step.
 TEST_F(Frame, TwoImagesChangeTheChosenOne) {
   auto* second = new zel::image(3, 3);
   second->setFieldName("b");
@@ -173,6 +174,7 @@ TEST_F(Frame, TwoImagesChangeTheChosenOne) {
   EXPECT_EQ(list.find("b")->field()[0], 10.0f);
 }
 
+// Two-image commands: Cancel is silent, a failed guard is reported.
 TEST_F(Frame, TwoImagesGuardAndCancel) {
   twoImageOperation op;
   op.guard = [](const zel::image&, const zel::image& second) {
@@ -197,6 +199,7 @@ bool addsAnImage(zel::imagesList& list, bool interactive) {
   return false;
 }
 
+// Stages select the last image always, or only when they succeed.
 TEST_F(Frame, StagesRunInteractivelyAndSelectTheLastImage) {
   runStage(list, addsAnImage, afterStage::selectLast);
   EXPECT_EQ(list.current()->fieldName(), "made");
@@ -206,11 +209,13 @@ TEST_F(Frame, StagesRunInteractivelyAndSelectTheLastImage) {
   EXPECT_EQ(user.ui.waitDepth, 0);
 }
 
+// The time report uses the decimal comma of the store.
 TEST(FrameText, ReportUsesTheStoresNumberFormat) {
   EXPECT_EQ(reportText(0.25), "Operation: 0,25 seconds\n");
   EXPECT_EQ(reportText(1.5, true), "Operation: 1,5 seconds FAST\n");
 }
 
+// The image choice shows each name with its file name.
 TEST(FrameText, ImageChoiceEntries) {
   zel::imagesList list;
   auto* img = new zel::image(1, 1);

@@ -6,6 +6,7 @@ namespace {
 
 using namespace tamble;
 
+// Typing pixels or percent keeps the other in step, in proportion when asked.
 TEST(GeometryDialogs, ResizeKeepsPixelsAndPercentInStep) {
   CIRes d;
   d.open(200, 100);
@@ -25,79 +26,49 @@ TEST(GeometryDialogs, ResizeKeepsPixelsAndPercentInStep) {
   EXPECT_FALSE(checkRecord(r));
 }
 
-TEST(GeometryDialogs, ResizeRefusesSizesInTheUsersOrder) {
-  CIRes d;
-  d.open(200, 100);
-  d.m_cp = 0;
-  boundRecord<CIRes> r(CIRes::descriptor(), d);
-  d.x_pixels = 9;
-  d.y_pixels = 5;
-  EXPECT_EQ(checkRecord(r), "X pixels < 10\n\nEnter bigger value");
-  d.x_pixels = 100001;
-  EXPECT_EQ(checkRecord(r), "X pixels > 100 000\n\nEnter smaller value");
-  d.x_pixels = 10;
-  EXPECT_EQ(checkRecord(r), "Y pixels < 10\n\nEnter bigger value");
-  d.y_pixels = 100000;
-  d.x_percent = 0.5f;
-  EXPECT_EQ(checkRecord(r), "X percent < 1\n\nEnter bigger value");
-  d.x_percent = 10001;
-  EXPECT_EQ(checkRecord(r), "X percent > 10 000\n\nEnter smaller value");
-  d.x_percent = 100;
-  d.y_percent = 10001;
-  EXPECT_EQ(checkRecord(r), "Y percent > 10 000\n\nEnter smaller value");
-  d.m_int = 3;  // not one of the resampling choices: the record's own check comes first
-  EXPECT_NE(checkRecord(r)->find("Resample Image"), std::string::npos);
-}
-
-TEST(GeometryDialogs, TrimChecksDependOnTheMode) {
-  CICrop d;
-  d.open(50, 40);
-  boundRecord<CICrop> r(CICrop::descriptor(), d);
-  EXPECT_FALSE(checkRecord(r));
-  EXPECT_EQ(d.newWidth(), 50);
-  ASSERT_FALSE(assignParam(r, "relative", "1"));
-  ASSERT_FALSE(assignParam(r, "x_pixels", "-40"));  // 50 - 40 = 10 is still allowed
-  ASSERT_FALSE(assignParam(r, "y_pixels", "0"));
-  ASSERT_FALSE(assignParam(r, "x_percent", "-80"));
-  EXPECT_EQ(d.x_pixels, -40);
-  EXPECT_FALSE(checkRecord(r));
-  EXPECT_EQ(d.newWidth(), 10);
-  EXPECT_EQ(d.newHeight(), 40);
-  d.x_pixels = -41;
-  EXPECT_EQ(checkRecord(r), "X pixels too small\n\nEnter bigger value");
-  d.x_pixels = 0;
-  d.y_percent = -91;
-  EXPECT_EQ(checkRecord(r), "Y percent < -90\n\nEnter bigger value");
-  ASSERT_FALSE(assignParam(r, "relative", "0"));
-  d.y_percent = 100;
-  EXPECT_EQ(checkRecord(r), "X pixels < 10\n\nEnter bigger value");
-  EXPECT_TRUE(assignParam(r, "anchor_x", "2"));  // not an anchor
-}
-
-TEST(GeometryDialogs, RecordsAsTheStoreKnowsThem) {
-  CSSR d;
-  boundRecord<CSSR> r(CSSR::descriptor(), d);
-  EXPECT_EQ(r.section(), "SSR");
-  std::vector<std::string> keys;
-  for (const auto& f : r.fields())
-    if (f.stored) keys.push_back(f.key);
-  EXPECT_EQ(keys, (std::vector<std::string>{"m_alpha", "m_scx", "m_scy", "m_x1", "m_x2", "m_y1",
-                                            "m_y2"}));
-  // The scales start at 0, which the dialog does not accept: the user types them.
-  EXPECT_NE(checkRecord(r)->find("Scale X"), std::string::npos);
-  CSRS s;
-  boundRecord<CSRS> rs(CSRS::descriptor(), s);
-  ASSERT_FALSE(assignParam(rs, "m_scx", "0.000001"));  // the smallest scale the caption allows
-  ASSERT_FALSE(assignParam(rs, "m_scy", "1"));
-  EXPECT_FALSE(checkRecord(rs));
-  EXPECT_EQ(rs.title(), "Scale + Rotate + Shift");
-  EXPECT_FALSE(assignParam(rs, "interp", "BiCubic Damped"));
-  EXPECT_EQ(s.interp, 2);
-  FlipRot f;
-  boundRecord<FlipRot> rf(FlipRot::descriptor(), f);
-  EXPECT_FALSE(assignParam(rf, "regime", "Alternative Transpose"));
-  EXPECT_EQ(f.regime, 6);
-  EXPECT_TRUE(assignParam(rf, "regime", "7") || checkRecord(rf));
+// The size dialogs' own checks on OK name the first bad size in the order the
+// user reads them; a relative trim allows shrinking to ten pixels.
+TEST(GeometryDialogs, SizeChecksNameTheFirstBadSize) {
+  const struct {
+    bool trim;
+    int relative, xPixels, yPixels;
+    float xPercent, yPercent;
+    const char* complaint;  // null: accepted
+  } rows[] = {
+      {false, 0, 10, 100000, 1, 10000, nullptr},
+      {false, 0, 9, 5, 100, 100, "X pixels < 10\n\nEnter bigger value"},
+      {false, 0, 100001, 50, 100, 100, "X pixels > 100 000\n\nEnter smaller value"},
+      {false, 0, 10, 9, 100, 100, "Y pixels < 10\n\nEnter bigger value"},
+      {false, 0, 10, 100001, 100, 100, "Y pixels > 100 000\n\nEnter smaller value"},
+      {false, 0, 10, 10, 0.5f, 100, "X percent < 1\n\nEnter bigger value"},
+      {false, 0, 10, 10, 10001, 100, "X percent > 10 000\n\nEnter smaller value"},
+      {false, 0, 10, 10, 100, 0.5f, "Y percent < 1\n\nEnter bigger value"},
+      {false, 0, 10, 10, 100, 10001, "Y percent > 10 000\n\nEnter smaller value"},
+      {true, 0, 0, 40, 100, 100, "X pixels < 10\n\nEnter bigger value"},
+      {true, 1, -40, -30, -90, -90, nullptr},
+      {true, 1, -41, 0, 100, 100, "X pixels too small\n\nEnter bigger value"},
+      {true, 1, 0, -31, 100, 100, "Y pixels too small\n\nEnter bigger value"},
+      {true, 1, 0, 0, -91, 100, "X percent < -90\n\nEnter bigger value"},
+      {true, 1, 0, 0, 100, -91, "Y percent < -90\n\nEnter bigger value"},
+  };
+  for (const auto& row : rows) {
+    CIRes resize;
+    CICrop trim;
+    imageSize& size = row.trim ? static_cast<imageSize&>(trim) : resize;
+    size.open(50, 40);
+    trim.relative = row.relative;
+    size.x_pixels = row.xPixels;
+    size.y_pixels = row.yPixels;
+    size.x_percent = row.xPercent;
+    size.y_percent = row.yPercent;
+    const auto complaint = row.trim ? checkRecord(boundRecord<CICrop>(CICrop::descriptor(), trim))
+                                    : checkRecord(boundRecord<CIRes>(CIRes::descriptor(), resize));
+    EXPECT_EQ(complaint.value_or("accepted"), row.complaint ? row.complaint : "accepted")
+        << row.xPixels << " " << row.yPixels << " " << row.xPercent << " " << row.yPercent;
+    if (row.trim && row.relative && !complaint) {
+      EXPECT_EQ(trim.newWidth(), 10);
+    }
+  }
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 #include "api/imagesList.h"
 #include "plugin/frame.h"
 #include "plugin/memoryCell.h"
-#include "tests/support/scriptedUi.h"
+#include "plugin/session.h"
+#include "tests/support/sessionUi.h"
 
 namespace {
 
@@ -16,24 +17,16 @@ zel::image* filled(const char* name, int w, int h, float value) {
   return img;
 }
 
-// Each test starts with a free cell, empty buffers and a scripted user.
+// Each test starts with a fresh session (a free cell, empty buffers) and a
+// scripted user.
 class MemoryCell : public ::testing::Test {
  protected:
-  void SetUp() override { clearCell(); }
-  void TearDown() override { clearCell(); }
-  static void clearCell() {
-    memoryField().reset();
-    memoryBkgr().reset();
-    memoryROI().reset();
-    memoryMarkers().resize(0);
-    roiBuffer().reset();
-    markersBuffer().resize(0);
-  }
   const std::vector<std::string>& notices() { return user.ui.notices; }
-  tamble::testing::installedUi user;
+  tamble::testing::sessionUi user;
   zel::imagesList list;
 };
 
+// A free cell is reported; a command that writes the image still takes its host step.
 TEST_F(MemoryCell, FreeCellIsReportedAndNothingChanges) {
   list.addImage(filled("a", 2, 2, 3.0f));
   list.recording = true;
@@ -49,6 +42,7 @@ TEST_F(MemoryCell, FreeCellIsReportedAndNothingChanges) {
   EXPECT_EQ(user.ui.waitDepth, 0);
 }
 
+// The arithmetic reaches blocked pixels too.
 TEST_F(MemoryCell, ArithmeticCoversBackgroundPixelsToo) {
   list.addImage(filled("a", 3, 2, 2.0f));
   list.current()->bkgr()(1, 1) = true;
@@ -68,6 +62,7 @@ TEST_F(MemoryCell, ArithmeticCoversBackgroundPixelsToo) {
   EXPECT_TRUE(list.undoAvailable());
 }
 
+// Dividing by a value below one millionth in size gives zero.
 TEST_F(MemoryCell, DivisionBelowOneMillionthGivesZero) {
   auto* img = filled("a", 3, 1, 1.0f);
   list.addImage(img);
@@ -87,20 +82,7 @@ TEST_F(MemoryCell, DivisionBelowOneMillionthGivesZero) {
   EXPECT_EQ(img->field()[1], 3.0f / (2.0f / 1e-6f));
 }
 
-TEST_F(MemoryCell, DifferentDimensionsAndEmptyImages) {
-  list.addImage(filled("a", 3, 2, 1.0f));
-  CopyToMemory(list);
-  list.addImage(filled("b", 2, 3, 1.0f));
-  list.setCurrent(1);
-  MemoryPlusImage(list);
-  EXPECT_EQ(notices().back(), "Different Dimensions");
-  list.addImage(filled("c", 0, 0, 1.0f));
-  list.setCurrent(2);
-  CopyToMemory(list);
-  EXPECT_EQ(notices().back(), "No Current Image Available");
-  EXPECT_EQ(memoryField().width(), 3);
-}
-
+// The swap exchanges extents, layers and markers; the image stays in its place.
 TEST_F(MemoryCell, SwapExchangesExtentsContentsAndMarkers) {
   auto* cellSource = filled("big", 20, 30, 7.0f);
   cellSource->markers.add(marker{1, 2, 0, 0, true, 0});
@@ -122,6 +104,7 @@ TEST_F(MemoryCell, SwapExchangesExtentsContentsAndMarkers) {
   EXPECT_EQ(memoryMarkers().count(), 0);
 }
 
+// Copying back gives the image the extent of the cell; "UnDo" restores it.
 TEST_F(MemoryCell, CopyBackGivesTheCellsExtentAndUndoRestores) {
   list.addImage(filled("a", 4, 4, 5.0f));
   CopyToMemory(list);
@@ -135,6 +118,7 @@ TEST_F(MemoryCell, CopyBackGivesTheCellsExtentAndUndoRestores) {
   EXPECT_FALSE(list.undoAvailable());
 }
 
+// Copies between other extents are refused, silently in quiet mode.
 TEST_F(MemoryCell, CopyBmsRefusesOtherExtentsUnlessQuiet) {
   zel::arrayStore<float, 2> f(2, 2), g(3, 2), h(2, 3);
   zel::arrayStore<bool, 2> b(2, 2), r(2, 2), gb(3, 2), gr(3, 2);
@@ -144,23 +128,13 @@ TEST_F(MemoryCell, CopyBmsRefusesOtherExtentsUnlessQuiet) {
   zel::arrayStore<bool, 2> tall(2, 3);
   EXPECT_FALSE(copy_ROI(b, tall));
   EXPECT_EQ(notices().back(), "(copy_ROI) BitMaps Have Different Vertical Dimensions!");
-  quietMode = 1;
+  session().quietMode = 1;
   EXPECT_FALSE(copy_bms(f, b, r, m, h, gb, gr, gm));
-  quietMode = 0;
+  session().quietMode = 0;
   EXPECT_EQ(notices().size(), 2u);
 }
 
-TEST_F(MemoryCell, ImageToMemoryCopiesTheChosenImage) {
-  list.addImage(filled("a", 2, 2, 1.0f));
-  list.addImage(filled("b", 3, 3, 9.0f));
-  user.ui.imageChoices = {-1, 1};
-  ImageToMemory(list);  // cancelled
-  EXPECT_EQ(memoryField().width(), 0);
-  ImageToMemory(list);
-  EXPECT_EQ(list.currentIndex, 1);
-  EXPECT_EQ(memoryField()(2, 2), 9.0f);
-}
-
+// The ROI buffer pastes onto images of its extent only; copying takes no snapshot.
 TEST_F(MemoryCell, RoiBufferCarriesASelection) {
   list.addImage(filled("a", 3, 3, 1.0f));
   list.addImage(filled("b", 3, 3, 1.0f));
@@ -181,6 +155,7 @@ TEST_F(MemoryCell, RoiBufferCarriesASelection) {
   EXPECT_TRUE(notices().empty());
 }
 
+// The markers buffer pastes up to a thousand markers, numbered from 1; more paste nothing.
 TEST_F(MemoryCell, MarkersBufferPastesUpToAThousand) {
   list.addImage(filled("a", 3, 3, 1.0f));
   list.addImage(filled("b", 5, 5, 1.0f));

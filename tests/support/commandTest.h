@@ -1,5 +1,5 @@
 // A fixture for running commands as a user would: a private parameter store,
-// a scripted user and an images list.
+// a fresh session, a scripted user and an images list.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 
 #include "api/imagesList.h"
 #include "host/store.h"
+#include "plugin/session.h"
 #include "tests/support/scriptedUi.h"
 
 namespace tamble::testing {
@@ -24,6 +25,9 @@ class commandTest : public ::testing::Test {
             std::to_string(::getpid()) + ".ini";
     std::remove(store.c_str());
     useStore(store);
+    // A fresh session, whose report sink carries the routines' notices to
+    // the scripted user.
+    session().reset();
   }
   void TearDown() override { std::remove(store.c_str()); }
 

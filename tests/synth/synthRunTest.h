@@ -17,6 +17,7 @@
 #include "convert/darkFlat.h"
 #include "host/platform.h"
 #include "host/project.h"
+#include "host/projectDialogs.h"
 #include "tests/support/tempFolder.h"
 
 namespace tamble::testing {

@@ -28,6 +28,7 @@ std::string bytesOf(const std::string& file) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// Values become whole counts, halves to even, stored uncompressed with the name.
 TEST_F(Frames16, ValuesBecomeWholeCountsHalvesToEven) {
   const std::string file = path("frame.tif");
   EXPECT_EQ(write_tiff16(file, plane({0.0f, 2.5f, 3.5f, 1000.4999f, 65535.0f, 65535.4f, -0.4f}),
@@ -42,6 +43,7 @@ TEST_F(Frames16, ValuesBecomeWholeCountsHalvesToEven) {
   EXPECT_NE(bytes.find("wind_on_sens"), std::string::npos);
 }
 
+// Values out of range are clamped and counted, or refused before writing.
 TEST_F(Frames16, OutOfRangeIsClampedAndCountedOrRefused) {
   const std::string file = path("frame.tiff");
   const auto wild = plane({-3.0f, 70000.0f, std::numeric_limits<float>::quiet_NaN(), 7.0f,
@@ -62,6 +64,7 @@ TEST_F(Frames16, OutOfRangeIsClampedAndCountedOrRefused) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1) << "no temporary left";
 }
 
+// Other file types and empty planes are refused.
 TEST_F(Frames16, OtherFilesAndEmptyPlanesAreRefused) {
   EXPECT_THROW(write_tiff16(path("frame.png"), plane({1.0f}), tiff16Range::clamp), zel::FileError);
   EXPECT_THROW(write_tiff16(path("frame.tif"), zel::arrayStore<float, 2>(), tiff16Range::clamp),

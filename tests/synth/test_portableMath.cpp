@@ -15,6 +15,7 @@ double ulps(double got, double want) {
   return std::fabs(got - want) / (std::nextafter(std::fabs(want), INFINITY) - std::fabs(want));
 }
 
+// The elementary functions agree with the C library's.
 TEST(PortableMath, ElementaryFunctionsAgreeWithTheLibrary) {
   double worstExp = 0, worstLog = 0, worstSin = 0, worstCos = 0;
   for (int i = -20000; i <= 20000; ++i) {
@@ -41,6 +42,7 @@ TEST(PortableMath, ElementaryFunctionsAgreeWithTheLibrary) {
   EXPECT_EQ(smoothStep(0.0), 0.5);
 }
 
+// A stream is fixed by its seed, stream and row.
 TEST(PortableMath, AStreamIsFixedByItsSeedStreamAndRow) {
   randomStream a(7, 100, 3), b(7, 100, 3), otherRow(7, 100, 4), otherStream(7, 101, 3),
       otherSeed(8, 100, 3);

@@ -1,27 +1,52 @@
-// Test images for the circle-window filters.
+// The layers of one image for tests of routines, random test images, and
+// bit-for-bit comparison.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <random>
+#include <vector>
 
 #include "api/arrayWorks.h"
+#include "api/markers.h"
 
 namespace tamble::testing {
 
-// Field, bkgr and ROI of one size; fresh: field 0, bkgr clear, ROI set.
+// Field, bkgr, ROI and markers of one size; fresh: field 0, bkgr clear, ROI set.
 struct layers {
   zel::arrayStore<float, 2> field;
   zel::arrayStore<bool, 2> bkgr, ROI;
+  zel::markersArray markers;
+
   layers(int w, int h) : field(w, h), bkgr(w, h), ROI(w, h) {
     field.fill(0.0f);
     bkgr.fill(false);
     ROI.fill(true);
   }
+  // One row holding `values` (a named maker, so that layers{w, h} stays a size).
+  static layers row(std::initializer_list<float> values) {
+    layers l(static_cast<int>(values.size()), 1);
+    std::copy(values.begin(), values.end(), l.field.data);
+    return l;
+  }
   int W() const { return field.width(); }
   int H() const { return field.height(); }
   bool blocked(int x, int y) const { return bkgr(x, y) || !ROI(x, y); }
+  std::vector<float> values() const { return {field.data, field.data + field.count}; }
 };
+
+template <class T>
+bool sameBits(const zel::arrayStore<T, 2>& a, const zel::arrayStore<T, 2>& b) {
+  return a.width() == b.width() && a.height() == b.height() &&
+         (a.count == 0 || std::memcmp(a.data, b.data, a.count * sizeof(T)) == 0);
+}
+
+inline bool sameBits(const layers& a, const layers& b) {
+  return sameBits(a.field, b.field) && sameBits(a.bkgr, b.bkgr) && sameBits(a.ROI, b.ROI) &&
+         a.markers.items == b.markers.items;
+}
 
 // Random values in [0, 100) and, with the given odds, blocked pixels: half
 // of them by bkgr, half by a clear ROI.
@@ -47,10 +72,6 @@ inline void sprinkle(layers& l, int count, float value, unsigned seed) {
   std::mt19937 gen(seed);
   std::uniform_int_distribution<std::uint64_t> at(0, l.field.count - 1);
   for (int i = 0; i < count; ++i) l.field.data[at(gen)] = value;
-}
-
-inline bool sameBits(const zel::arrayStore<float, 2>& a, const zel::arrayStore<float, 2>& b) {
-  return a.count == b.count && std::memcmp(a.data, b.data, a.count * sizeof(float)) == 0;
 }
 
 }  // namespace tamble::testing

@@ -1,0 +1,282 @@
+// Every routine with row-parallel loops gives the same bits, notices and
+// progress ends on one thread as on three.
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "convert/darkFlat.h"
+#include "filters/circleFilters.h"
+#include "filters/pointOperations.h"
+#include "filters/wiener.h"
+#include "geometry/polynomialMap.h"
+#include "geometry/transforms.h"
+#include "geometry/warp.h"
+#include "host/render.h"
+#include "markers/autoMark.h"
+#include "markers/fillUp.h"
+#include "markers/revise.h"
+#include "plugin/session.h"
+#include "tests/support/layers.h"
+#include "tests/support/scriptedUi.h"
+
+namespace {
+
+using namespace tamble;
+using tamble::testing::layers;
+
+// 263 rows split unevenly over three threads, and enough pixels (69169) for
+// the threads to start; random values, a tenth of the pixels blocked, 64
+// dark spots of radius 3 and a marker a pixel off each, a few disabled.
+layers spotted() {
+  layers l = tamble::testing::randomLayers(263, 263, 0.1, 41u);
+  for (int j = 0; j < 8; ++j)
+    for (int i = 0; i < 8; ++i) {
+      const int cx = 16 + 33 * i, cy = 16 + 33 * j;
+      for (int y = cy - 3; y <= cy + 3; ++y)
+        for (int x = cx - 3; x <= cx + 3; ++x)
+          if ((x - cx) * (x - cx) + (y - cy) * (y - cy) <= 9) l.field(x, y) = -200.0f;
+      l.markers.add({cx + 1.0, cy - 1.0, 0, 0, (i + j) % 5 != 0, 8 * j + i + 1});
+    }
+  return l;
+}
+
+// The input with its masks cleared: the routines' unblocked paths.
+void unblock(layers& l) {
+  l.bkgr.fill(false);
+  l.ROI.fill(true);
+}
+
+// A square of 17161 pixels outside the ROI: enough region for the fill-up
+// to sweep north and south at once.
+void hole(layers& l) {
+  for (int y = 60; y < 191; ++y)
+    for (int x = 60; x < 191; ++x) l.ROI(x, y) = false;
+}
+
+// Output to source: a turn by 3 degrees and a scale about the centre.
+polynomialState turn(double scale) {
+  polynomialState map;
+  const double a = 3 * 3.14159265358979 / 180, c = 131;
+  const double k = std::cos(a) * scale, s = std::sin(a) * scale;
+  setAffineMap(map, c - k * c + s * c + 0.37, k, -s, c - s * c - k * c - 0.21, s, k);
+  return map;
+}
+
+// A routine's other input: random layers of the same size.
+const layers& second() {
+  static const layers l = tamble::testing::randomLayers(263, 263, 0.1, 43u);
+  return l;
+}
+
+void warp(layers& l, int kind, double scale) {
+  const polynomialState map = turn(scale);
+  if (kind < 0)
+    WarpBilinearMS(l.field, l.bkgr, l.ROI, l.markers, false, map);
+  else
+    WarpInterp(l.field, l.bkgr, l.ROI, l.markers, false, kind, map);
+}
+
+// The canvas the sizing routines write into.
+void resize(layers& l, int w, int h, bool crop) {
+  layers out(w, h);
+  polynomialState map;
+  if (crop)
+    ImageCrop(l.field, l.bkgr, l.ROI, l.markers, out.field, out.bkgr, out.ROI, out.markers, 0, 1);
+  else
+    ImageResize(l.field, l.bkgr, l.ROI, l.markers, out.field, out.bkgr, out.ROI, out.markers, 1,
+                map);
+  l = out;
+}
+
+// A marker search into the layers' markers; it must find most spots. No
+// ring marker stands near a blocked pixel: the ring search sees none.
+void search(layers& l, bool rings) {
+  if (rings) unblock(l);
+  const layers in = l;
+  l.markers.items.clear();
+  polynomialState map;
+  if (rings)
+    AutoMarkRings(in.field, in.bkgr, in.ROI, l.markers, 7.0f, 1, 1.0f, 0.2f, -1, 1, 0, 1000);
+  else
+    AutoMarkQuick(in.field, in.bkgr, in.ROI, l.markers, -1, 12.0, 0.4f, map);
+  EXPECT_GT(l.markers.count(), 20);
+}
+
+// What a routine gives beyond the layers: the quick-look PNG's bytes.
+std::string other;
+
+void render(layers& l) {
+  zel::image img(l.W(), l.H());
+  img.field() = l.field;
+  img.bkgr() = l.bkgr;
+  img.ROI() = l.ROI;
+  img.markers = l.markers;
+  const std::string path =
+      ::testing::TempDir() + "tamble_parallel_" + std::to_string(::getpid()) + ".png";
+  renderOptions o;
+  o.colormap = "jet";
+  renderPng(path, img, o);
+  std::ifstream in(path, std::ios::binary);
+  other.assign(std::istreambuf_iterator<char>(in), {});
+  std::remove(path.c_str());
+}
+
+struct parallelCase {
+  const char* name;
+  void (*run)(layers&);         // works on the layers in place
+  bool risingProgress = false;  // the progress climbs from 0 to 100
+};
+
+const parallelCase cases[] = {
+    {"MedianCircle3Unblocked",
+     [](layers& l) {
+       unblock(l);
+       MedianCircle(l.field, l.bkgr, l.ROI, 2, 3);
+     }},
+    {"MedianCircle5", [](layers& l) { MedianCircle(l.field, l.bkgr, l.ROI, 2, 5); }},
+    {"MedianCircle7Sorting", [](layers& l) { MedianCircle(l.field, l.bkgr, l.ROI, 1, 7); }},
+    {"MedianSquare5", [](layers& l) { MedianSquare(l.field, l.bkgr, l.ROI, 2, 5); }},
+    {"MedianFast13",
+     [](layers& l) {
+       polynomialState map;
+       MedianFast(l.field, l.bkgr, l.ROI, 1, 13, map);
+     }},
+    {"Gauss3Unblocked",
+     [](layers& l) {
+       unblock(l);
+       GaussSeparable(l.field, l.bkgr, l.ROI, 2, 3.001f);
+     }},
+    {"Gauss3", [](layers& l) { GaussSeparable(l.field, l.bkgr, l.ROI, 2, 3.001f); }},
+    {"Gauss9", [](layers& l) { GaussSeparable(l.field, l.bkgr, l.ROI, 2, 9.001f); }},
+    {"Gauss150", [](layers& l) { GaussSeparable(l.field, l.bkgr, l.ROI, 1, 150.001f); }},
+    {"Filter3DRational", [](layers& l) { Filter3D(l.field, l.bkgr, l.ROI, 2, 5.001f, 20, true); },
+     true},
+    {"Filter3DExponential",
+     [](layers& l) { Filter3D(l.field, l.bkgr, l.ROI, 2, 5.001f, 20, false); }, true},
+    {"Wiener3", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 3.0f, 20.0f); }},
+    {"Wiener9", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 9.0f, 20.0f); }},
+    {"Wiener14", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 14.0f, 20.0f); }},
+    {"PointOperations",
+     [](layers& l) {
+       ArithmeticConstant(l.field, l.bkgr, l.ROI, 4, 3.7f);
+       CutOffIntensities(l.field, l.bkgr, l.ROI, true, 20, true, -5);
+       ConservativeInvert(l.field, l.bkgr, l.ROI);
+       FloodROI(l.field, l.bkgr, l.ROI, 1.5f, true);
+     }},
+    {"ImageArithmetic",
+     [](layers& l) {
+       layers out(l.W(), l.H());
+       bool failed = true;
+       const layers& b = second();
+       ImageArithmeticBM(l.field, l.bkgr, l.ROI, b.field, b.bkgr, b.ROI, out.field, out.bkgr,
+                         out.ROI, 4, failed);
+       EXPECT_FALSE(failed);
+       l = out;
+     }},
+    {"FlipRotateEveryRegime",
+     [](layers& l) {
+       for (int regime = 0; regime <= 6; ++regime)
+         FlipRotate(l.field, l.bkgr, l.ROI, l.markers, regime);
+     }},
+    {"ImageResize", [](layers& l) { resize(l, 300, 241, false); }},
+    {"ImageCrop", [](layers& l) { resize(l, 250, 280, true); }},
+    {"WarpBilinearMS", [](layers& l) { warp(l, -1, 1.05); }},
+    {"WarpNearest", [](layers& l) { warp(l, 0, 1.05); }},
+    {"WarpBilinear", [](layers& l) { warp(l, 1, 1.05); }},
+    {"WarpBicubicTabled", [](layers& l) { warp(l, 2, 1.05); }},
+    {"WarpBicubicSolved", [](layers& l) { warp(l, 2, 3.3); }},
+    {"SubtractDark",
+     [](layers& l) { EXPECT_TRUE(subtractDark(l.field, l.bkgr, second().field, second().bkgr)); }},
+    // A flat of values from 0 to 100: defects on both sides to fill.
+    {"CorrectFlat",
+     [](layers& l) { EXPECT_TRUE(correctFlat(l.field, l.bkgr, second().field, second().bkgr)); }},
+    {"AutoMarkQuick", [](layers& l) { search(l, false); }},
+    {"AutoMarkRings", [](layers& l) { search(l, true); }},
+    {"ReviseMarkers",
+     [](layers& l) {
+       polynomialState map;
+       ReviseMarkers(l.field, l.bkgr, l.ROI, l.markers, -1, 7.0, map);
+     }},
+    {"ReviseMarkersCenters",
+     [](layers& l) { ReviseMarkersCenters(l.field, l.bkgr, l.ROI, l.markers, -1, 7.0); }},
+    {"FillUpBackground",
+     [](layers& l) {
+       hole(l);
+       FillUp(l.field, l.bkgr, l.ROI, true, 3, 2.0f);
+     }},
+    {"FillUpROI",
+     [](layers& l) {
+       hole(l);
+       FillUp(l.field, l.bkgr, l.ROI, false, 0, 1.0f);
+     }},
+    {"FillUpMarkers", [](layers& l) { FillUpMarkers(l.field, l.bkgr, l.ROI, l.markers, 9); }},
+    {"RenderPng", render},
+};
+
+// What a run leaves: the layers, any other output, the notices and progress.
+struct outcome {
+  layers l;
+  std::string other;
+  std::vector<std::string> notices;
+  std::vector<int> percents;
+};
+
+struct recordingUi : tamble::testing::scriptedUi {
+  std::vector<int> percents;
+  void progress(const std::string&, int percent) override { percents.push_back(percent); }
+};
+
+outcome runOn(int threads, const parallelCase& c, const layers& input) {
+  const int saved = omp_get_max_threads();
+  omp_set_num_threads(threads);
+  recordingUi ui;
+  session().reset();
+  setHostUi(&ui);
+  outcome o{input, {}, {}, {}};
+  other.clear();
+  c.run(o.l);
+  o.other = other;
+  setHostUi(nullptr);
+  omp_set_num_threads(saved);
+  o.notices = ui.notices;
+  o.percents = ui.percents;
+  return o;
+}
+
+void expectRising(const std::vector<int>& percents) {
+  ASSERT_GE(percents.size(), 3u);
+  EXPECT_EQ(percents.front(), 0);
+  EXPECT_EQ(percents.back(), 100);
+  for (std::size_t i = 1; i < percents.size(); ++i) EXPECT_GT(percents[i], percents[i - 1]);
+}
+
+void PrintTo(const parallelCase& c, std::ostream* os) { *os << c.name; }
+
+class Parallel : public ::testing::TestWithParam<parallelCase> {};
+
+// One thread and three give the same bits, notices and progress ends, and
+// the routine did change something.
+TEST_P(Parallel, ThreeThreadsGiveTheBitsOfOne) {
+  static const layers input = spotted();
+  const outcome one = runOn(1, GetParam(), input), three = runOn(3, GetParam(), input);
+  EXPECT_TRUE(tamble::testing::sameBits(one.l, three.l));
+  EXPECT_EQ(one.other, three.other);
+  EXPECT_EQ(one.notices, three.notices);
+  EXPECT_TRUE(!tamble::testing::sameBits(one.l, input) || !one.other.empty()) << "no change";
+  if (GetParam().risingProgress) {
+    expectRising(one.percents);
+    expectRising(three.percents);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Routines, Parallel, ::testing::ValuesIn(cases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
