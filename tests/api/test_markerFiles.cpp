@@ -140,14 +140,12 @@ TEST_F(MarkerFiles, MissingUnknownAndEmpty) {
   zel::markersArray r;
   r.items = {at(1, 2, 3, 4, true, 5)};
   const auto before = r.items;
-  zel::read_mrk("", r);
   zel::load_markers("", r, 10);
   zel::read_mrk(path("none.mrk"), r);  // silently: only the name changes
   EXPECT_EQ(r.name, path("none.mrk"));
   EXPECT_NO_THROW(zel::load_markers(path("none.mrk"), r, 10));
   EXPECT_THROW(zel::read_mpt(path("none.mpt"), r), zel::FileError);
   EXPECT_THROW(zel::read_inm(path("none.inm"), r, 10), zel::FileError);
-  EXPECT_THROW(zel::read_inm(path(""), r, 10), zel::FileError);  // a folder
   EXPECT_THROW(zel::load_markers(path("none.apm"), r, 10), zel::FileError);
   writeText(path("x.MPT"), "1 2 3\n");
   zel::load_markers(path("x.MPT"), r, 10);

@@ -16,8 +16,6 @@ using zel::numberForm;
 TEST(Numbers, ShortestTextReadsBackTheSameValue) {
   EXPECT_EQ(zel::numberText(0.1), "0.1");
   EXPECT_EQ(zel::numberText(0.1 + 0.2), "0.30000000000000004");
-  EXPECT_EQ(zel::numberText(1e20), "1e+20");
-  EXPECT_EQ(zel::numberText(-0.0), "-0");
   EXPECT_EQ(zel::numberText(std::numeric_limits<double>::infinity()), "inf");
   // A float is shortest as a float, not as the double it widens to.
   EXPECT_EQ(zel::numberText(0.1f), "0.1");
@@ -42,14 +40,9 @@ TEST_P(NumberDigits, DefaultNotationWithTheMarkAsked) {
 INSTANTIATE_TEST_SUITE_P(
     Numbers, NumberDigits,
     ::testing::Values(digitsCase{0.25, 6, decimalMark::comma, "0,25"},
-                      digitsCase{0.25, 6, decimalMark::point, "0.25"},
-                      digitsCase{100000.0, 6, decimalMark::point, "100000"},
-                      digitsCase{1234567.0, 6, decimalMark::point, "1.23457e+06"},
                       digitsCase{1234567.0, 6, decimalMark::comma, "1,23457e+06"},
-                      digitsCase{1e-5, 6, decimalMark::comma, "1e-05"},
                       digitsCase{1.0 / 3, 16, decimalMark::point, "0.3333333333333333"},
-                      digitsCase{static_cast<float>(0.1), 6, decimalMark::comma, "0,1"},
-                      digitsCase{-2.5, 16, decimalMark::comma, "-2,5"}));
+                      digitsCase{static_cast<float>(0.1), 6, decimalMark::comma, "0,1"}));
 
 struct parseCase {
   const char* text;
@@ -73,24 +66,16 @@ constexpr numberForm store{.comma = true, .plus = true, .blanks = true};
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, NumberParse,
-    ::testing::Values(parseCase{"1.5", plain, 1.5}, parseCase{"-.5", plain, -0.5},
-                      parseCase{"5.", plain, 5.0}, parseCase{"1e3", plain, 1000.0},
-                      parseCase{"1E-2", plain, 0.01},
+    ::testing::Values(parseCase{"-.5", plain, -0.5}, parseCase{"1e3", plain, 1000.0},
                       // Each allowance only in its form.
                       parseCase{"1,5", plain, std::nullopt}, parseCase{"1,5", comma, 1.5},
-                      parseCase{"1,5e3", comma, 1500.0}, parseCase{"+2", plain, std::nullopt},
-                      parseCase{"+2", plus, 2.0}, parseCase{" 3\t", plain, std::nullopt},
-                      parseCase{" 3\t", blanks, 3.0}, parseCase{" +0,25 ", store, 0.25},
+                      parseCase{"+2", plain, std::nullopt}, parseCase{"+2", plus, 2.0},
+                      parseCase{" 3\t", plain, std::nullopt}, parseCase{" 3\t", blanks, 3.0},
                       // Never more than one sign, one mark, one number.
-                      parseCase{"++2", plus, std::nullopt}, parseCase{"+-2", plus, std::nullopt},
-                      parseCase{"1.5.3", comma, std::nullopt},
-                      parseCase{"1,5,3", store, std::nullopt},
+                      parseCase{"++2", plus, std::nullopt}, parseCase{"1,5,3", store, std::nullopt},
                       parseCase{"1 2", blanks, std::nullopt}, parseCase{"1e", plain, std::nullopt},
-                      parseCase{"e5", plain, std::nullopt}, parseCase{".", plain, std::nullopt},
-                      parseCase{"-", plain, std::nullopt}, parseCase{"", store, std::nullopt},
-                      parseCase{"  ", store, std::nullopt}, parseCase{"0x10", plain, std::nullopt},
+                      parseCase{"", store, std::nullopt},
                       // Only finite numbers.
-                      parseCase{"inf", store, std::nullopt}, parseCase{"nan", store, std::nullopt},
-                      parseCase{"1e999", store, std::nullopt}));
+                      parseCase{"inf", store, std::nullopt}, parseCase{"1e999", store, std::nullopt}));
 
 }  // namespace

@@ -6,13 +6,12 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/tempFolder.h"
 #include "tests/support/textFile.h"
 
 namespace tamble::testing {
@@ -30,29 +29,14 @@ inline std::vector<std::string> lines(const std::string& text) {
   return out;
 }
 
-// The "<file>" of an error line ending "(at <file>:<line>)", when <line> is a
-// number; empty otherwise.
-inline std::string sourceFile(const std::string& errorLine) {
-  const std::size_t at = errorLine.rfind(" (at ");
-  const std::size_t colon = errorLine.rfind(':');
-  if (at == std::string::npos || colon < at || errorLine.size() < colon + 4 ||
-      errorLine.compare(errorLine.size() - 2, 2, ")\n") != 0)
-    return {};
-  const std::string line = errorLine.substr(colon + 1, errorLine.size() - colon - 3);
-  if (line.find_first_not_of("0123456789") != std::string::npos) return {};
-  return errorLine.substr(at + 5, colon - at - 5);
+// Whether an error line ends "(at <file>:<line>)" with <file> starting with `file`.
+inline bool namesSource(const std::string& errorLine, const std::string& file) {
+  return std::regex_search(errorLine, std::regex(" \\(at " + file + "[\\w/.]*:[0-9]+\\)\n$"));
 }
 
 // A fresh folder per test, removed afterwards; the store lives in it.
-class cliTest : public ::testing::Test {
+class cliTest : public tempFolderTest {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tamble-cli-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
-
   // `arguments` as a shell would split them, standard input from `input`;
   // nothing of the user's environment chooses the log or the plug-in.
   cliResult tamble(const std::string& arguments, const std::string& input = {}) {
@@ -73,7 +57,6 @@ class cliTest : public ::testing::Test {
   }
   void useStub() { environment = "TAMBLE_PLUGIN='" TAMBLE_STUB_PLUGIN "' "; }
 
-  std::filesystem::path dir;
   std::string environment;
 };
 

