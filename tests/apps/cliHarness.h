@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -31,7 +30,12 @@ inline std::vector<std::string> lines(const std::string& text) {
 
 // Whether an error line ends "(at <file>:<line>)" with <file> starting with `file`.
 inline bool namesSource(const std::string& errorLine, const std::string& file) {
-  return std::regex_search(errorLine, std::regex(" \\(at " + file + "[\\w/.]*:[0-9]+\\)\n$"));
+  const std::size_t at = errorLine.rfind(" (at " + file);
+  const std::size_t colon = errorLine.rfind(':');
+  if (at == std::string::npos || colon == std::string::npos || colon < at) return false;
+  const std::string line = errorLine.substr(colon + 1);
+  return line.size() > 2 && line.substr(line.size() - 2) == ")\n" &&
+         line.find_first_not_of("0123456789") == line.size() - 2;
 }
 
 // A fresh folder per test, removed afterwards; the store lives in it.

@@ -95,7 +95,7 @@ TEST_F(CliDialogs, ImageModelErrorsNameTheirSource) {
   cliResult r = script("new a 2 2\nrun fail\nnew b 2 2\n");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err.rfind("error: stdin:2: stub failure (at ", 0), 0u) << r.err;
-  EXPECT_TRUE(namesSource(r.err, "tests/apps/stubPlugin\\.cpp")) << r.err;
+  EXPECT_TRUE(namesSource(r.err, "tests/apps/stubPlugin.cpp")) << r.err;
 }
 
 class CliDescribe : public cliTest {};
