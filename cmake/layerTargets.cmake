@@ -6,18 +6,6 @@ include(${CMAKE_CURRENT_LIST_DIR}/layers.cmake)
 
 # The check reruns whenever a source, the table or the script changes; its
 # stamp is written only when it passes, so a failing check fails every build.
-# The folders the table names.
-function(tamble_layer_folders out)
-  set(folders "")
-  set(entries ${TAMBLE_LAYER_PATHS})
-  while(entries)
-    list(POP_FRONT entries prefix layer)
-    get_filename_component(folder "${prefix}x" DIRECTORY)
-    list(APPEND folders "${folder}")
-  endwhile()
-  list(REMOVE_DUPLICATES folders)
-  set(${out} "${folders}" PARENT_SCOPE)
-endfunction()
 
 function(tamble_add_layer_check)
   tamble_layer_folders(folders)
