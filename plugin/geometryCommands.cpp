@@ -67,12 +67,14 @@ bool FlipRotateCommand(zel::imagesList& list) {
   boundRecord<FlipRot> record(FlipRot::descriptor(), dialog);
   if (!showDialog(record)) return true;
   zel::image* img = list.current();
-  list.snapshot();
   last().regime = dialog.regime;
+  // The refusal comes before the snapshot: nothing changed, so "UnDo" stays
+  // as it was.
   if (isQuarterTurn(dialog.regime) && img->width() != img->height()) {
     message("This Operation is Valid Only For Square Images!", false);
     return true;
   }
+  list.snapshot();
   list.saveCurrent(true, "");
   wait_cursor(true);
   FlipRotate(img->field(), img->bkgr(), img->ROI(), img->markers, dialog.regime);

@@ -23,15 +23,15 @@ class GeometryCommands : public tamble::testing::commandTest {
   }
 };
 
-// A quarter turn of a non-square image is refused after the snapshot; a flip runs.
-TEST_F(GeometryCommands, QuarterTurnOfANonSquareImageStopsAfterTheSnapshot) {
+// A quarter turn of a non-square image is refused before the snapshot; a flip runs.
+TEST_F(GeometryCommands, QuarterTurnOfANonSquareImageStopsBeforeTheSnapshot) {
   zel::image& img = add(6, 4);
   list.recording = true;
   params({{"regime", "1"}});
   FlipRotateCommand(list);
   EXPECT_EQ(user.ui.notices.back(), "This Operation is Valid Only For Square Images!");
-  EXPECT_TRUE(list.undoAvailable());    // the snapshot was taken
-  EXPECT_TRUE(list.actions().empty());  // but no host undo step
+  EXPECT_FALSE(list.undoAvailable());   // no snapshot: "UnDo" stays unavailable
+  EXPECT_TRUE(list.actions().empty());  // and no host undo step
   EXPECT_EQ(img.field()(5, 0), 5.0f);   // and nothing turned
   params({{"regime", "3"}});
   FlipRotateCommand(list);
