@@ -93,7 +93,9 @@ void loadMarkersStep(session& s, const stepArgs& a) {
   zel::image& img = s.image(a.name);
   markerKind(a.file, true);
   requireFile(a.file);
-  zel::markersArray read = img.markers;
+  // A fresh array: loading replaces the markers wholly, flags and function
+  // name included, rather than reading over what the image had.
+  zel::markersArray read;
   try {
     zel::load_markers(a.file, read, img.height());
   } catch (const zel::GenericError& e) {

@@ -38,6 +38,26 @@ TEST_F(CliMarkers, FailuresSayWhyAndLeaveFilesAlone) {
   EXPECT_EQ(readText(dir / "old.mrk"), "old");
 }
 
+// Loading replaces the markers wholly: what an earlier file set (no
+// pressure, or a pressure) does not outlive the next load.
+TEST_F(CliMarkers, LoadingReplacesTheMarkersWholly) {
+  writeText(dir / "taps.mrk",
+            "<ObjectMarkers>\n<NodesNumber>2</NodesNumber>\n"
+            "<Function id=\"x\">1 2</Function>\n<Function id=\"y\">3 4</Function>\n"
+            "<Function id=\"f\" name=\"Pressure\">100 200</Function>\n</ObjectMarkers>\n");
+  const cliResult r = script(
+      "new a 8 8\nmark a 1 2\nsave-markers a a.mpt\nnew b 8 8\nload-markers b a.mpt\n"
+      "load-markers b taps.mrk\nsave-markers b out.mrk\nmarkers b\nload-markers b a.mpt\n"
+      "markers b\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string written = readText(dir / "out.mrk");
+  EXPECT_NE(written.find("name=\"Pressure\""), std::string::npos) << written;
+  const std::size_t second = r.out.find("1 marker\n");
+  ASSERT_NE(second, std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("2 markers, f is Pressure"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("f is Pressure", second), std::string::npos) << r.out;
+}
+
 // camera-save keeps the file's comment, other keys and decimal-comma values;
 // an unknown key and an unwritable path are refused.
 TEST_F(CliMarkers, CameraFilesAreWrittenAndShown) {
