@@ -37,9 +37,9 @@ const recordDescriptor<CD3Filter>& CD3Filter::descriptor() {
         &CD3Filter::m_rlev},
        {{"m_iter", paramType::Int, std::pair{1.0, 1000.0}, "Iterations Number (1-999)"},
         &CD3Filter::m_iter},
-       {{"m_min", paramType::Float, std::nullopt, "MIN", "Image Intensity MIN/MAX", false},
+       {shownField("m_min", paramType::Float, "MIN", "Image Intensity MIN/MAX"),
         &CD3Filter::m_min},
-       {{"m_max", paramType::Float, std::nullopt, "MAX", "Image Intensity MIN/MAX", false},
+       {shownField("m_max", paramType::Float, "MAX", "Image Intensity MIN/MAX"),
         &CD3Filter::m_max}}};
   return d;
 }

@@ -15,9 +15,9 @@ template <class T>
 void addLimits(recordDescriptor<T>& d) {
   const std::string group = "Image Intensity MIN/MAX";
   d.fieldList.push_back(
-      {{"image_min", paramType::Float, std::nullopt, "MIN", group, false}, &T::image_min});
+      {shownField("image_min", paramType::Float, "MIN", group), &T::image_min});
   d.fieldList.push_back(
-      {{"image_max", paramType::Float, std::nullopt, "MAX", group, false}, &T::image_max});
+      {shownField("image_max", paramType::Float, "MAX", group), &T::image_max});
 }
 
 paramInfo checkBox(const std::string& key, const std::string& caption) {

@@ -252,6 +252,10 @@ std::optional<std::string> assignParam(paramRecord& record, const std::string& k
                                        const std::string& text) {
   const auto field = findField(record, key);
   if (!field) return unknownKey(record, key);
+  const paramInfo& info = record.fields()[*field];
+  if (info.shownOnly)
+    return "'" + info.key + "' (" + info.caption +
+           ") only shows a value the command computes; it cannot be set";
   double value = 0;
   if (auto error = typedValue(record.fields()[*field], key, text, value)) return error;
   record.setValue(*field, value);

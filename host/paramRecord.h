@@ -32,6 +32,7 @@ struct paramInfo {
   std::string caption;
   std::string group;
   bool stored = true;                // kept in the store under the section
+  bool shownOnly = false;            // a display of a value (the image's MIN): not an input
   std::vector<radioChoice> choices;  // for Radio
 
   paramInfo() = default;
@@ -49,6 +50,15 @@ struct paramInfo {
         stored(store),
         choices(std::move(choice)) {}
 };
+
+// A field that only shows a value the command computes (the image's MIN and
+// MAX beside a filter's parameters): not stored, and refused as an input.
+inline paramInfo shownField(std::string key, paramType type, std::string caption,
+                            std::string group) {
+  paramInfo info(std::move(key), type, std::nullopt, std::move(caption), std::move(group), false);
+  info.shownOnly = true;
+  return info;
+}
 
 // A record bound to one object: what the generic operations work on.
 class paramRecord {

@@ -142,7 +142,9 @@ void referenceRecord(const paramRecord& record) {
   std::puts("|---|---|---|---|---|");
   for (const paramInfo& f : record.fields())
     std::printf("| `%s` | %s%s | %s | %s | %s |\n", f.key.c_str(), typeName(f.type),
-                f.stored || record.section().empty() ? "" : ", not stored",
+                f.shownOnly                           ? ", shown only"
+                : f.stored || record.section().empty() ? ""
+                                                       : ", not stored",
                 fieldNumber(f, f.defaultValue).c_str(), rangeText(f).c_str(),
                 f.caption.empty() ? "" : ("\"" + f.caption + "\"").c_str());
 }

@@ -100,6 +100,16 @@ TEST_F(CliDialogs, ImageModelErrorsNameTheirSource) {
 
 class CliDescribe : public cliTest {};
 
+// A field that only shows a value (the image's MIN beside "3D Filter...") is
+// refused as an input, and nothing runs.
+TEST_F(CliDescribe, ShownOnlyFieldsAreRefusedAsInputs) {
+  const cliResult r = script("new a 4 4 fill=2\nrun 3d-filter m_min=5\nvalue a 0 0\n");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "error: stdin:2: 'm_min' (MIN) only shows a value the command computes; it cannot be "
+            "set\n");
+}
+
 // The row, its tooltip and help, and the dialog with the stored values;
 // a guard that would stop the command does not hide the dialog.
 TEST_F(CliDescribe, ShowsTheRowAndTheDialogWithStoredValues) {
