@@ -30,6 +30,7 @@ std::string entryName(const std::string& entry) {
 void cliUi::startRun(runAnswers given) {
   pending = std::move(given);
   dialogs = 0;
+  shownDialogs.clear();
 }
 
 void cliUi::finishRun(const std::string& label) {
@@ -74,6 +75,7 @@ bool cliUi::editRecord(paramRecord& record) {
     if (auto complaint = assignParam(record, key, value)) throw stepError(*complaint);
   if (auto complaint = checkRecord(record)) throw stepError(*complaint);
   zel::get_log().level(4).write("tamble: parameters " + describeRecord(record));
+  shownDialogs.emplace_back(record.title(), describeRecord(record));
   return true;
 }
 

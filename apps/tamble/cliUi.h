@@ -31,6 +31,8 @@ class cliUi : public HostUi {
   explicit cliUi(inputFiles& files) : inputs(files) {}
 
   unansweredPolicy policy = unansweredPolicy::error;
+  // The records the dialogs of the present step closed with, as described.
+  std::vector<std::pair<std::string, std::string>> shownDialogs;  // title, values
 
   // Hands over the answers of a step before its command runs.
   void startRun(runAnswers given);

@@ -193,6 +193,19 @@ void projectStep(session& s, const stepArgs& a) {
   open.files = {a.file};
   open.words = a.words;
   runStep(s, open);
+  // A single paint's kind came from a question: when the step did not
+  // answer it, say which answer was taken (the store's, from the last time).
+  const bool answered = std::any_of(a.words.begin(), a.words.end(), [](const std::string& w) {
+    return w.rfind("m_type=", 0) == 0 || w.rfind("type=", 0) == 0;
+  });
+  for (const auto& [title, values] : s.ui.shownDialogs) {
+    const std::size_t at = values.find("m_type=");
+    if (title != "SingleLayer Paint Type" || answered || at == std::string::npos) continue;
+    const bool temperature = values.compare(at, 8, "m_type=1") == 0;
+    std::printf("note: a single paint, taken as %s paint (m_type=%c, the stored answer); give "
+                "m_type=P or m_type=T to choose\n",
+                temperature ? "temperature" : "pressure", temperature ? 'T' : 'P');
+  }
 }
 
 void closeProjectStep(session& s, const stepArgs&) {

@@ -100,6 +100,22 @@ TEST_F(CliDialogs, ImageModelErrorsNameTheirSource) {
 
 class CliDescribe : public cliTest {};
 
+// Opening a single paint without m_type says which stored answer it took;
+// with m_type it says nothing more.
+TEST_F(CliDescribe, AnUnansweredPaintQuestionSaysWhatItTook) {
+  const cliResult r = script(
+      "synth . paint=single size=64\nproject run.vur\nproject run.vur m_type=T\n"
+      "project run.vur\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string said = "note: a single paint, taken as ";
+  const std::size_t first = r.out.find(said + "pressure paint (m_type=P, the stored answer)");
+  ASSERT_NE(first, std::string::npos) << r.out;
+  const std::size_t second = r.out.find(said, first + 1);
+  ASSERT_NE(second, std::string::npos) << r.out;
+  EXPECT_EQ(r.out.compare(second, said.size() + 11, said + "temperature"), 0) << r.out;
+  EXPECT_EQ(r.out.find(said, second + 1), std::string::npos) << r.out;  // two notes, not three
+}
+
 // A field that only shows a value (the image's MIN beside "3D Filter...") is
 // refused as an input, and nothing runs.
 TEST_F(CliDescribe, ShownOnlyFieldsAreRefusedAsInputs) {
