@@ -1,4 +1,5 @@
 // The steps on marker files, camera files and units.
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -86,6 +87,22 @@ double convertBy(const std::string& quantity, double value, const std::string& f
   return zel::convert_temperature(value, from, to);
 }
 
+// Whether a .mrk file holds the coordinate or function block `id`: the
+// image model's reader leaves the array's flags as they were, and a fresh
+// array claims every block, so the step sets them from the file.
+bool hasBlock(const std::string& text, const char* id) {
+  return text.find(std::string("id=\"") + id + "\"") != std::string::npos;
+}
+
+void flagsFromFile(const std::string& file, zel::markersArray& markers) {
+  if (zel::extension(file) != "mrk") return;
+  std::ifstream in(file, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(in), {}};
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  markers.hasZ = hasBlock(text, "z");
+  markers.hasF = hasBlock(text, "f");
+}
+
 }  // namespace
 
 // Read whole before the image changes, so that a failed read leaves it.
@@ -101,6 +118,7 @@ void loadMarkersStep(session& s, const stepArgs& a) {
   } catch (const zel::GenericError& e) {
     markerFileError(a.file, e, true);
   }
+  flagsFromFile(a.file, read);
   s.inputs.add(a.file);
   s.list.saveImage(&img, true, "load-markers " + a.file);
   img.markers = std::move(read);

@@ -52,6 +52,7 @@ TEST_F(CliMarkers, LoadingReplacesTheMarkersWholly) {
   ASSERT_EQ(r.status, 0) << r.err;
   const std::string written = readText(dir / "out.mrk");
   EXPECT_NE(written.find("name=\"Pressure\""), std::string::npos) << written;
+  EXPECT_EQ(written.find("id=\"z\""), std::string::npos) << written;  // the file had none
   const std::size_t second = r.out.find("1 marker\n");
   ASSERT_NE(second, std::string::npos) << r.out;
   EXPECT_NE(r.out.find("2 markers, f is Pressure"), std::string::npos) << r.out;
