@@ -151,7 +151,9 @@ const recordDescriptor<CSRS>& CSRS::descriptor() {
        {{"m_shy", paramType::Float, std::pair{-1e6, 1e6}, "Shift Y"}, &CSRS::m_shy},
        {{"interp", paramType::Radio, std::nullopt, "Interpolation", "Interpolation", false,
          interpolation},
-        &CSRS::interp}}};
+        &CSRS::interp},
+       {shownField("along_x", paramType::Int, "Along X", "Image Dimensions"), &CSRS::along_x},
+       {shownField("along_y", paramType::Int, "Along Y", "Image Dimensions"), &CSRS::along_y}}};
   return d;
 }
 
@@ -171,7 +173,9 @@ const recordDescriptor<CSSR>& CSSR::descriptor() {
        {{"m_y2", paramType::Float, std::nullopt, "Y2", target}, &CSSR::m_y2},
        {{"interp", paramType::Radio, std::nullopt, "Interpolation", "Interpolation", false,
          interpolation},
-        &CSSR::interp}}};
+        &CSSR::interp},
+       {shownField("along_x", paramType::Int, "Along X", "Image Dimensions"), &CSSR::along_x},
+       {shownField("along_y", paramType::Int, "Along Y", "Image Dimensions"), &CSSR::along_y}}};
   return d;
 }
 

@@ -15,6 +15,7 @@ struct FlipRot {
 struct CSRS {
   float m_alpha = 0, m_scx = 0, m_scy = 0, m_shx = 0, m_shy = 0;
   int interp = -1;
+  int along_x = 0, along_y = 0;  // the image's width and height, shown only
   static const recordDescriptor<CSRS>& descriptor();
 };
 
@@ -23,6 +24,7 @@ struct CSRS {
 struct CSSR {
   float m_alpha = 0, m_scx = 0, m_scy = 0, m_x1 = 0, m_y1 = 0, m_x2 = 0, m_y2 = 0;
   int interp = -1;
+  int along_x = 0, along_y = 0;  // the image's width and height, shown only
   static const recordDescriptor<CSSR>& descriptor();
 };
 

@@ -84,6 +84,8 @@ bool FlipRotateCommand(zel::imagesList& list) {
 
 bool ScaleRotateShiftCommand(zel::imagesList& list) {
   CSRS dialog;
+  dialog.along_x = list.current()->width();
+  dialog.along_y = list.current()->height();
   boundRecord<CSRS> record(CSRS::descriptor(), dialog);
   operation op;
   op.dialog = &record;
@@ -97,6 +99,8 @@ bool ScaleRotateShiftCommand(zel::imagesList& list) {
 
 bool ScaleRotateRelativeCommand(zel::imagesList& list) {
   CSSR dialog;
+  dialog.along_x = list.current()->width();
+  dialog.along_y = list.current()->height();
   boundRecord<CSSR> record(CSSR::descriptor(), dialog);
   operation op;
   op.dialog = &record;
@@ -215,11 +219,11 @@ const commandRegistration commands[] = {
     commandRegistration({"scale-rotate-shift", "Edit", "Scale,Rotate,Shift...",
                          "Scales, Rotates and Shifts Image Sequentially Using Specified Values",
                          "edit2d.chm::/html/edit_scrotsh.htm", available::image_is_present,
-                         {rememberedRecord<CSRS>}, ScaleRotateShiftCommand}),
+                         {freshRecord<CSRS>}, ScaleRotateShiftCommand}),
     commandRegistration({"scale-rotate-relative", "Edit", "Scale,Rotate Relative...",
                          "Scales, Shifts and Rotates Image Sequentially Using Origin and Target Points",
                          "edit2d.chm::/html/edit_scshrot.htm", available::image_is_present,
-                         {rememberedRecord<CSSR>}, ScaleRotateRelativeCommand}),
+                         {freshRecord<CSSR>}, ScaleRotateRelativeCommand}),
     commandRegistration({"image-resize", "Edit", "Image Resize...",
                          "Resizes Image According to Defined Dimensions",
                          "edit2d.chm::/html/edit_resize.htm", available::image_is_present,

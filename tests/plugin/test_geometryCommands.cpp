@@ -85,4 +85,24 @@ TEST_F(GeometryCommands, TrimLengthensWithTheAnchor) {
   EXPECT_EQ(img.markers[0].x, 5.0);
 }
 
+// The two scale dialogs show the image's width and height ("Along X", "Along Y").
+TEST_F(GeometryCommands, ScaleDialogsShowTheImageSize) {
+  struct sizeUi : tamble::testing::scriptedUi {
+    std::vector<double> shown;
+    bool editRecord(tamble::paramRecord& record) override {
+      for (std::size_t i = 0; i < record.fields().size(); ++i)
+        if (record.fields()[i].key.rfind("along_", 0) == 0) shown.push_back(record.value(i));
+      return false;
+    }
+  };
+  add(6, 4);
+  for (bool (*command)(zel::imagesList&) : {ScaleRotateShiftCommand, ScaleRotateRelativeCommand}) {
+    sizeUi ui;
+    tamble::setHostUi(&ui);
+    command(list);
+    tamble::setHostUi(&user.ui);
+    EXPECT_EQ(ui.shown, (std::vector<double>{6, 4}));
+  }
+}
+
 }  // namespace
