@@ -43,8 +43,7 @@ struct commandDescriptor {
   availabilityTest enabled;
   std::vector<recordMaker> records;  // in the order the command shows them
   bool (*handler)(zel::imagesList&);
-  std::vector<userChoice> asks = {};          // in the order it asks them
-  std::vector<const char*> aliases = {};      // other names that stay valid
+  std::vector<userChoice> asks = {};  // in the order it asks them
 };
 
 // One entry of the menus: a command, or (command null) a separator of `group`.

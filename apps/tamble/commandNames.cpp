@@ -131,12 +131,6 @@ std::vector<const commandDescriptor*> commandNames::commands() const {
 
 namespace {
 
-bool namedExactly(const commandDescriptor& d, const std::string& typed) {
-  if (typed == d.name) return true;
-  return std::any_of(d.aliases.begin(), d.aliases.end(),
-                     [&](const char* alias) { return typed == alias; });
-}
-
 bool namedLoosely(const commandDescriptor& d, const std::string& typed) {
   const std::string derived = shortName(d.label);
   if (typed == d.label || typed == derived) return true;
@@ -158,7 +152,7 @@ const commandDescriptor& commandNames::resolve(const std::string& typed) const {
   const std::vector<const commandDescriptor*> all = commands();
   std::vector<const commandDescriptor*> found;
   for (const commandDescriptor* d : all)
-    if (namedExactly(*d, typed)) found.push_back(d);
+    if (typed == d->name) found.push_back(d);
   if (found.empty())
     for (const commandDescriptor* d : all)
       if (namedLoosely(*d, typed)) found.push_back(d);

@@ -32,8 +32,7 @@ class commandNames {
 
   const std::vector<menuEntry>& menu() const { return entries; }
 
-  // The command that `typed` names: its stable name or another name it
-  // keeps; else its label or the short name of its label, either alone or
+  // The command that `typed` names: its stable name; else its label or the short name of its label, either alone or
   // after "<group>/" with the group's name or short name. An unknown or
   // ambiguous name is a stepError; the latter lists the names to use.
   const commandDescriptor& resolve(const std::string& typed) const;
