@@ -536,6 +536,21 @@ void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& 
   replaceLayers(out, field, bkgr, ROI);
 }
 
+void WarpBilinearMSBy(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
+                      zel::arrayStore<bool, 2>& ROI, const sourceRows& where) {
+  const source src = prepare(field, bkgr, ROI, polynomialState{});
+  result out(field.count);
+  if (field.count == 0) return;
+  const target to = out.view();
+  forEachTile<rowScratch>(src, [&](const tile& t, rowScratch& s) {
+    for (int y = t.y0; y < t.y0 + t.h; ++y) {
+      where(y, t.x0, t.w, s.xs, s.ys);
+      bilinearMSRow(src, to, y, t.x0, t.w, s.xs, s.ys);
+    }
+  });
+  replaceLayers(out, field, bkgr, ROI);
+}
+
 void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                 zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/, int kind,
                 const polynomialState& map) {

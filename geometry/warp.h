@@ -12,6 +12,8 @@
 // true works exactly as false.
 #pragma once
 
+#include <functional>
+
 #include "api/arrayWorks.h"
 #include "api/markers.h"
 #include "geometry/polynomialMap.h"
@@ -26,6 +28,16 @@ namespace tamble {
 void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                     zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones,
                     const polynomialState& map);
+
+// Where the output pixels (x0 + i, y), i < n, take their value from: fills
+// xs[i] and ys[i] with the source position. Called for pieces of rows, from
+// several threads at once, so it must not change shared state.
+using sourceRows = std::function<void(int y, int x0, int n, double* xs, double* ys)>;
+
+// WarpBilinearMS through any map: the same sampling and mask rules, with the
+// source positions given by `where`. The markers are the caller's to move.
+void WarpBilinearMSBy(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
+                      zel::arrayStore<bool, 2>& ROI, const sourceRows& where);
 
 // Kind 0 nearest neighbour, 1 bilinear, 2 damped bicubic spline. The source
 // counts as inside when the nearest pixel (trunc(fx + 0.5), trunc(fy + 0.5))
