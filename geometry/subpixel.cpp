@@ -23,15 +23,16 @@ constexpr searchGrid grid100{0.02f, 101, "BiCubic100 : index jj out of range",
 
 bool outside(int i, int n) { return i < 0 || i >= n; }
 
-// Loads the 5 by 5 block centred on (cx, cy). Each block row and column off
-// the image is reported, and its cells keep what the previous sample left.
+// Loads the 5 by 5 block centred on (cx, cy). A sample whose block reaches
+// off the image is reported once: by its rows if they reach off, else by its
+// columns. The cells off the image keep what the previous sample left.
 void loadBlock(const fieldStore& field, int cx, int cy, const searchGrid& grid,
                float (&block)[5][5]) {
   const int w = field.width(), h = field.height();
-  for (int jj = 0; jj < 5; ++jj)
-    if (outside(cy - 2 + jj, h)) zel::report().notice(grid.rowText);
-  for (int ii = 0; ii < 5; ++ii)
-    if (outside(cx - 2 + ii, w)) zel::report().notice(grid.columnText);
+  if (outside(cy - 2, h) || outside(cy + 2, h))
+    zel::report().notice(grid.rowText);
+  else if (outside(cx - 2, w) || outside(cx + 2, w))
+    zel::report().notice(grid.columnText);
   for (int jj = 0; jj < 5; ++jj) {
     const int y = cy - 2 + jj;
     if (outside(y, h)) continue;

@@ -34,6 +34,7 @@ void cliUi::startRun(runAnswers given) {
 }
 
 void cliUi::finishRun(const std::string& label) {
+  flushNotices();
   std::vector<std::string> unused;
   const bool paramsUnused = dialogs == 0 && !pending.params.empty();
   if (paramsUnused)
@@ -47,11 +48,26 @@ void cliUi::finishRun(const std::string& label) {
                     (paramsUnused ? " (it showed no parameter dialog)" : ""));
 }
 
+void cliUi::flushNotices() {
+  if (heldCount == 0) return;
+  const std::string times = heldCount > 1 ? " (" + std::to_string(heldCount) + " times)" : "";
+  printBlock(stdout, "notice: ", heldNotice + times);
+  heldNotice.clear();
+  heldCount = 0;
+}
+
 bool cliUi::message(const std::string& text, bool ask, bool) {
   if (!ask) {
-    printBlock(stdout, "notice: ", text);
+    if (heldCount > 0 && text == heldNotice) {
+      ++heldCount;
+      return true;
+    }
+    flushNotices();
+    heldNotice = text;
+    heldCount = 1;
     return true;
   }
+  flushNotices();
   bool answer = policy == unansweredPolicy::yes;
   std::string how;
   if (!pending.answers.empty()) {

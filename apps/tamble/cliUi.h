@@ -40,7 +40,11 @@ class cliUi : public HostUi {
   // expected another course of the command should not go on).
   void finishRun(const std::string& label);
 
+  // A notice that repeats the one before it is counted, not printed: the run
+  // shows as one line, "<notice> (N times)", when anything else comes.
   bool message(const std::string& text, bool ask, bool error) override;
+  // Prints the notice held back for its repeats, if any.
+  void flushNotices();
   bool editRecord(paramRecord& record) override;
   int chooseImage(const std::string& title, const std::vector<std::string>& entries,
                   int current) override;
@@ -57,6 +61,8 @@ class cliUi : public HostUi {
   inputFiles& inputs;
   runAnswers pending;
   int dialogs = 0;  // parameter dialogs shown during the present step
+  std::string heldNotice;
+  long heldCount = 0;
 };
 
 // The name part of an image choice's entry, "name  -  file.ext".

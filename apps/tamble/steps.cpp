@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "apps/tamble/failure.h"
+#include "apps/tamble/session.h"
 
 namespace tamble::cli {
 namespace {
@@ -138,6 +139,11 @@ void addSteps(CLI::App& app, stepArgs& args) {
 }
 
 bool runParsedStep(const CLI::App& app, const stepArgs& args, session& s) {
+  // The step's notices are all out before its error or the next step.
+  struct noticesOut {
+    cliUi& ui;
+    ~noticesOut() { ui.flushNotices(); }
+  } out{s.ui};
   for (const stepDef& step : steps)
     if (app.got_subcommand(step.name)) {
       step.run(s, args);

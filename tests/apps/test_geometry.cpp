@@ -64,4 +64,16 @@ TEST_F(CliGeometry, ZoomAndPeakUseTheRegionOfInterest) {
   EXPECT_NE(r.out.find("All Image is ROI."), std::string::npos) << r.out;
 }
 
+// A peak in the corner reports every sample off the image; tamble shows each
+// run of the same notice as one line with its count.
+TEST_F(CliGeometry, RepeatedNoticesShowAsOneLineWithTheirCount) {
+  const cliResult r = steps("run roi-maximum-subpixel-coordinates\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<std::string> out = lines(r.out);
+  ASSERT_GE(out.size(), 3u) << r.out;
+  EXPECT_EQ(out[0], "notice: BiCubic40 : index jj out of range (1681 times)");
+  EXPECT_EQ(out[1], "notice: BiCubic100 : index jj out of range (10201 times)");
+  EXPECT_NE(r.out.find("Original      Xmax= 11    Ymax= 11"), std::string::npos) << r.out;
+}
+
 }  // namespace
