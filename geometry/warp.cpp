@@ -1,8 +1,8 @@
 // The resampling engines. Every output pixel depends on the source alone, so
-// the output is cut into tiles whose source stays in the cache, bands of
-// tiles run in parallel, and the bits are the same with any number of
-// threads. The new layers are built in work buffers and replace the old ones
-// only after the last pixel.
+// the source is first copied, with a border, into a snapshot; the output is
+// then cut into tiles whose source stays in the cache, bands of tiles run in
+// parallel and write straight into the layers, and the bits are the same
+// with any number of threads.
 //
 // The map is read with its order; there are no zones yet, so `zones` true
 // resamples exactly as false does.
@@ -22,8 +22,8 @@
 
 #include "api/errors.h"
 #include "api/parallel.h"
+#include "filters/circleWork.h"
 #include "geometry/polynomialMap.h"
-#include "geometry/spline.h"
 
 namespace tamble {
 namespace {
@@ -31,63 +31,109 @@ namespace {
 using fieldStore = zel::arrayStore<float, 2>;
 using maskStore = zel::arrayStore<bool, 2>;
 
-// The layers as they were; every output pixel reads them. Passed by value, so
-// that its pointers stay in registers (a store through a bool* could
-// otherwise change them); `target` likewise.
-struct source {
-  int W = 0, H = 0;
-  const float* field = nullptr;
-  const bool* bkgr = nullptr;
-  const bool* roi = nullptr;
-  bool holes = false;  // some pixel lies outside the ROI
+// A pixel's two masks in one byte, so that one load fetches both and the
+// masks of WarpBilinearMS's three neighbours combine by a plain OR.
+using maskCode = std::uint8_t;
+constexpr maskCode background = 1, offROI = 2;
 
-  std::size_t at(int x, int y) const { return static_cast<std::size_t>(y) * W + x; }
-  std::uint64_t pixels() const { return static_cast<std::uint64_t>(W) * H; }
+// The layers as they were, with a border of `margin` pixels on every side.
+// Values repeat the edge pixels, as kinds 1 and 2 read the image; mask codes
+// are 0 there, so a neighbour past the edge adds nothing to WarpBilinearMS's
+// rule. Both planes share one layout: one index reaches value and masks.
+class snapshot {
+ public:
+  static constexpr int margin = 4;
+  // Slack after the last row: eight-lane loads may run past a row's end.
+  static constexpr int slack = 8;
+
+  snapshot(const fieldStore& field, const maskStore& bkgr, const maskStore& ROI)
+      : W(field.width()),
+        H(field.height()),
+        stride(W + 2 * margin),
+        values_(static_cast<std::size_t>(stride) * (H + 2 * margin) + slack),
+        codes_(static_cast<std::size_t>(stride) * (H + 2 * margin) + slack) {
+    std::vector<char> rowHoles(static_cast<std::size_t>(H + 2 * margin), 0);
+    zel::forEachRow(H + 2 * margin, field.count, [&](int py) {
+      copyRow(field, py);
+      rowHoles[static_cast<std::size_t>(py)] = packRow(bkgr, ROI, py);
+    });
+    std::fill_n(values_.p + (values_.size - slack), slack, 0.0f);
+    std::fill_n(codes_.p + (codes_.size - slack), slack, maskCode{0});
+    holes = std::find(rowHoles.begin(), rowHoles.end(), 1) != rowHoles.end();
+    outside = holes ? background | offROI : background;
+  }
+
+  const int W, H;
+  const std::ptrdiff_t stride;
+  bool holes = false;  // some pixel lies outside the ROI
+  maskCode outside;    // the masks of a pixel whose source lies off the image
+
+  // Index of pixel (x, y), x and y from -margin.
+  std::ptrdiff_t at(int x, int y) const { return (y + margin) * stride + x + margin; }
+  const float* values() const { return values_.p; }
+  const maskCode* codes() const { return codes_.p; }
+
+ private:
+  // A buffer that is not initialised: every element is written once.
+  template <class T>
+  struct buffer {
+    explicit buffer(std::size_t n) : size(n), p(new T[n]) {}
+    ~buffer() { delete[] p; }
+    buffer(const buffer&) = delete;
+    buffer& operator=(const buffer&) = delete;
+    std::size_t size;
+    T* p;
+  };
+
+  void copyRow(const fieldStore& field, int py) {
+    const float* from = field.data + static_cast<std::size_t>(std::clamp(py - margin, 0, H - 1)) * W;
+    float* to = values_.p + static_cast<std::size_t>(py) * stride;
+    std::fill(to, to + margin, from[0]);
+    std::copy(from, from + W, to + margin);
+    std::fill(to + margin + W, to + stride, from[W - 1]);
+  }
+
+  // True if the row has a pixel outside the ROI.
+  bool packRow(const maskStore& bkgr, const maskStore& ROI, int py) {
+    maskCode* to = codes_.p + static_cast<std::size_t>(py) * stride;
+    std::fill(to, to + stride, maskCode{0});
+    const int y = py - margin;
+    if (y < 0 || y >= H) return false;
+    const std::size_t first = static_cast<std::size_t>(y) * W;
+    const bool* b = bkgr.data + first;
+    const bool* r = ROI.data + first;
+    maskCode off = 0;
+    for (int x = 0; x < W; ++x) {
+      const maskCode c = static_cast<maskCode>(b[x] | (!r[x]) << 1);
+      to[margin + x] = c;
+      off |= c;
+    }
+    return (off & offROI) != 0;
+  }
+
+  buffer<float> values_;
+  buffer<maskCode> codes_;
 };
 
-// Where the new layers go.
+// Where the new layers go, in place: they are read only through the snapshot.
 struct target {
   float* field;
   bool* bkgr;
   bool* roi;
 
-  // A pixel whose source lies off the image: background, and out of the ROI
-  // only if the image had a hole in its ROI already.
-  void outside(std::size_t i, bool holes) const {
-    field[i] = 0.0f;
-    bkgr[i] = true;
-    roi[i] = !holes;
+  void write(std::size_t i, float value, maskCode code) const {
+    field[i] = value;
+    bkgr[i] = (code & background) != 0;
+    roi[i] = (code & offROI) == 0;
   }
-  void copyMasks(std::size_t i, const source& src, std::size_t from) const {
-    bkgr[i] = src.bkgr[from];
-    roi[i] = src.roi[from];
-  }
-};
-
-// The new layers, complete before any of them replaces an old one.
-struct result {
-  zel::Array<float> field;
-  zel::Array<bool> bkgr, roi;
-
-  explicit result(std::size_t n) : field(n), bkgr(n), roi(n) {}
-  target view() { return {field.p, bkgr.p, roi.p}; }
 };
 
 // Checks everything before anything changes.
-source prepare(const fieldStore& field, const maskStore& bkgr, const maskStore& ROI,
-               const polynomialState& map) {
+void check(const fieldStore& field, const maskStore& bkgr, const maskStore& ROI,
+           const polynomialState& map) {
   if (!field.sameExtent(bkgr) || !field.sameExtent(ROI)) zel::raise<zel::DimError>();
   if (!isPolynomialOrder(map.order))
     zel::raise<zel::AlgoError>("Warp: the polynomial map has no valid order");
-  source src;
-  src.W = field.width();
-  src.H = field.height();
-  src.field = field.data;
-  src.bkgr = bkgr.data;
-  src.roi = ROI.data;
-  const bool* roi = ROI.data;
-  src.holes = std::find(roi, roi + ROI.count, false) != roi + ROI.count;
-  return src;
 }
 
 void moveMarkers(zel::markersArray& markers, const polynomialState& map) {
@@ -96,12 +142,6 @@ void moveMarkers(zel::markersArray& markers, const polynomialState& map) {
     m.x = p.x;
     m.y = p.y;
   }
-}
-
-void replaceLayers(const result& out, fieldStore& field, maskStore& bkgr, maskStore& ROI) {
-  std::memcpy(field.data, out.field.p, field.count * sizeof(float));
-  std::memcpy(bkgr.data, out.bkgr.p, bkgr.count * sizeof(bool));
-  std::memcpy(ROI.data, out.roi.p, ROI.count * sizeof(bool));
 }
 
 // A tile's source, under maps near scale 1, fits the first-level cache.
@@ -115,8 +155,9 @@ struct tile {
 // parallel; each thread has its own Scratch, made once per call. Small images
 // are not worth the threads.
 template <class Scratch, class TileFn>
-void forEachTile(const source& src, TileFn tileFn) {
-  const int threads = src.pixels() >= zel::parallelThreshold ? omp_get_max_threads() : 1;
+void forEachTile(const snapshot& src, TileFn tileFn) {
+  const std::uint64_t pixels = static_cast<std::uint64_t>(src.W) * src.H;
+  const int threads = pixels >= zel::parallelThreshold ? omp_get_max_threads() : 1;
   std::vector<Scratch> scratch(static_cast<std::size_t>(threads));
   const int bands = (src.H + tileHeight - 1) / tileHeight;
 #pragma omp parallel for schedule(static) num_threads(threads)
@@ -128,66 +169,100 @@ void forEachTile(const source& src, TileFn tileFn) {
   }
 }
 
-// Where the forward map puts the pixels of one tile row.
+// Where the output pixels of two tile rows take their value from: the row
+// being resampled and the next.
 struct rowScratch {
-  double xs[tileWidth], ys[tileWidth];
+  double xs[2][tileWidth], ys[2][tileWidth];
 };
 
-template <class RowFn>
-void forEachMappedRow(const source& src, const polynomialState& map, RowFn rowFn) {
+// Asks the cache for the source lines that the positions will read, a row
+// ahead: each source line is read about once, along a path across the rows
+// that the processor's own prefetching cannot follow.
+void prefetchSources(const snapshot& src, int n, const double* xs, const double* ys) {
+  const float* values = src.values() + src.at(0, 0);
+  const maskCode* codes = src.codes() + src.at(0, 0);
+  for (int i = 0; i < n; i += 8) {
+    if (!(xs[i] > -1.0 && xs[i] < src.W && ys[i] > -1.0 && ys[i] < src.H)) continue;
+    const std::ptrdiff_t at = static_cast<int>(ys[i]) * src.stride + static_cast<int>(xs[i]);
+    __builtin_prefetch(values + at);
+    __builtin_prefetch(values + at + src.stride);
+    __builtin_prefetch(codes + at);
+  }
+}
+
+// rowFn(first output index, count, xs, ys) for every tile row; `where`
+// fills the source positions.
+template <class Where, class RowFn>
+void forEachSourceRow(const snapshot& src, Where where, RowFn rowFn) {
   forEachTile<rowScratch>(src, [&](const tile& t, rowScratch& s) {
+    where(t.y0, t.x0, t.w, s.xs[0], s.ys[0]);
     for (int y = t.y0; y < t.y0 + t.h; ++y) {
-      mapRow(map.forwardX, map.forwardY, map.order, t.x0, t.w, y, s.xs, s.ys);
-      rowFn(y, t.x0, t.w, s.xs, s.ys);
+      const int now = (y - t.y0) & 1, next = now ^ 1;
+      if (y + 1 < t.y0 + t.h) {
+        where(y + 1, t.x0, t.w, s.xs[next], s.ys[next]);
+        prefetchSources(src, t.w, s.xs[next], s.ys[next]);
+      }
+      rowFn(static_cast<std::size_t>(y) * src.W + t.x0, t.w, s.xs[now], s.ys[now]);
     }
   });
 }
 
-// The bilinear value at fractions (tx, ty) past column x0 of row `upper`,
-// first along y, then along x; x1 is the next column, `lower` the next row.
-// On the last column only along y, on the last row only along x. The
-// fractions are f64, so are the sums; the value is narrowed once.
-float bilinear(const float* upper, const float* lower, int x0, int x1, bool lastColumn,
-               bool lastRow, double tx, double ty) {
-  if (lastColumn && lastRow) return upper[x0];
-  if (lastColumn) return static_cast<float>(upper[x0] * (1 - ty) + lower[x0] * ty);
-  if (lastRow) return static_cast<float>(upper[x0] * (1 - tx) + upper[x1] * tx);
-  const double left = upper[x0] * (1 - ty) + lower[x0] * ty;
-  const double right = upper[x1] * (1 - ty) + lower[x1] * ty;
-  return static_cast<float>(left * (1 - tx) + right * tx);
+// The snapshot as the pixel loops read it, passed by value so that its
+// pointers stay in registers (a store through a bool* could otherwise
+// change them): `values` and `codes` point at pixel (0, 0).
+struct plane {
+  const float* values;
+  const maskCode* codes;
+  std::ptrdiff_t stride;
+  int W, H;
+  maskCode outside;
+
+  explicit plane(const snapshot& s)
+      : values(s.values() + s.at(0, 0)),
+        codes(s.codes() + s.at(0, 0)),
+        stride(s.stride),
+        W(s.W),
+        H(s.H),
+        outside(s.outside) {}
+  std::ptrdiff_t at(int x, int y) const { return y * stride + x; }
+};
+
+// The bilinear value at fractions (tx, ty) from pixel p, first along y, then
+// along x; on the last column only along y, on the last row only along x.
+// The fractions are f64, so are the sums; the value is narrowed once.
+float bilinear(const float* p, std::ptrdiff_t stride, bool lastColumn, bool lastRow, double tx,
+               double ty) {
+  if (!(lastColumn | lastRow)) [[likely]] {
+    const double left = p[0] * (1 - ty) + p[stride] * ty;
+    const double right = p[1] * (1 - ty) + p[stride + 1] * ty;
+    return static_cast<float>(left * (1 - tx) + right * tx);
+  }
+  if (lastColumn && lastRow) return p[0];
+  if (lastColumn) return static_cast<float>(p[0] * (1 - ty) + p[stride] * ty);
+  return static_cast<float>(p[0] * (1 - tx) + p[1] * tx);
 }
 
 // WarpBilinearMS: trunc(f) must lie in the image, so f in (-1, n) is inside
 // (NaN is not).
 bool truncInside(double f, int n) { return f > -1.0 && f < n; }
 
-void bilinearMSRow(const source src, const target out, int y, int x0, int w, const double* xs,
+// The pixel loops decide inside or outside without a branch and truncate
+// only positions that are inside; an outside pixel reads pixel (0, 0) and
+// drops what it read.
+void bilinearMSRow(const plane src, const target out, std::size_t o, int n, const double* xs,
                    const double* ys) {
-  for (int i = 0; i < w; ++i) {
-    const std::size_t o = src.at(x0 + i, y);
-    const double fx = xs[i], fy = ys[i];
-    if (!truncInside(fx, src.W) || !truncInside(fy, src.H)) {
-      out.outside(o, src.holes);
-      continue;
-    }
+  for (int i = 0; i < n; ++i, ++o) {
+    const bool inside = truncInside(xs[i], src.W) & truncInside(ys[i], src.H);
+    const double fx = inside ? xs[i] : 0.0, fy = inside ? ys[i] : 0.0;
     const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-    const bool lastColumn = ix == src.W - 1, lastRow = iy == src.H - 1;
-    const std::size_t at = src.at(ix, iy), below = at + static_cast<std::size_t>(src.W);
-    const float* upper = src.field + src.at(0, iy);
-    out.field[o] =
-        bilinear(upper, upper + src.W, ix, ix + 1, lastColumn, lastRow, fx - ix, fy - iy);
+    const std::ptrdiff_t at = src.at(ix, iy);
+    const float value = bilinear(src.values + at, src.stride, ix == src.W - 1, iy == src.H - 1,
+                                 fx - ix, fy - iy);
     // Only the neighbours count, not (ix, iy) itself: the edge of a mask
     // stays thin instead of growing by the interpolation's reach.
-    bool bkgr = false, roi = true;
-    auto consult = [&](std::size_t j) {
-      bkgr = bkgr || src.bkgr[j];
-      roi = roi && src.roi[j];
-    };
-    if (!lastColumn) consult(at + 1);
-    if (!lastRow) consult(below);
-    if (!lastColumn && !lastRow) consult(below + 1);
-    out.bkgr[o] = bkgr;
-    out.roi[o] = roi;
+    const maskCode* c = src.codes + at;
+    const maskCode code = c[1] | c[src.stride] | c[src.stride + 1];
+    out.write(o, inside ? value : 0.0f, inside ? code : src.outside);
   }
 }
 
@@ -198,151 +273,108 @@ bool nearestInside(double f, int n) {
   return s > -1.0 && s < n;
 }
 
-// Read access to a padded plane, passed by value.
-struct grid {
-  const float* origin;  // pixel (0, 0)
-  std::ptrdiff_t stride;
-  const float* at(int x, int y) const { return origin + y * stride + x; }
-};
-
-// The field with `margin` copies of its edge pixels on every side: the 5 by 5
-// block about any inside point (ix, iy in -1 .. W-1, H-1) needs no checks.
-class padded {
- public:
-  static constexpr int margin = 3;
-  const std::ptrdiff_t stride;
-
-  explicit padded(const source& src)
-      : stride(src.W + 2 * margin),
-        values_(static_cast<std::size_t>(stride) * (src.H + 2 * margin)) {
-    zel::forEachRow(src.H + 2 * margin, src.pixels(), [&](int py) {
-      const float* from = src.field + src.at(0, std::clamp(py - margin, 0, src.H - 1));
-      float* to = values_.p + static_cast<std::size_t>(py) * stride;
-      std::fill(to, to + margin, from[0]);
-      std::copy(from, from + src.W, to + margin);
-      std::fill(to + margin + src.W, to + stride, from[src.W - 1]);
-    });
-  }
-  grid view() const { return {values_.p + margin * stride + margin, stride}; }
-
- private:
-  zel::Array<float> values_;
-};
-
-// Kinds 0 and 1; both take the masks of the nearest pixel.
+// Kinds 0 and 1; both take the masks of the nearest pixel. ix and iy reach
+// -1, where the border stands in for the edge pixel.
 template <int Kind>
-void interpRow(const source src, const target out, int y, int x0, int w, const double* xs,
+void interpRow(const plane src, const target out, std::size_t o, int n, const double* xs,
                const double* ys) {
-  for (int i = 0; i < w; ++i) {
-    const std::size_t o = src.at(x0 + i, y);
-    const double fx = xs[i], fy = ys[i];
-    if (!nearestInside(fx, src.W) || !nearestInside(fy, src.H)) {
-      out.outside(o, src.holes);
-      continue;
-    }
-    const std::size_t nearest = src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5));
-    out.copyMasks(o, src, nearest);
-    if constexpr (Kind == 0) {
-      out.field[o] = src.field[nearest];
-    } else {
-      // ix and iy reach -1, where the edge pixel stands in (as padding would).
+  for (int i = 0; i < n; ++i, ++o) {
+    const bool inside = nearestInside(xs[i], src.W) & nearestInside(ys[i], src.H);
+    const double fx = inside ? xs[i] : 0.0, fy = inside ? ys[i] : 0.0;
+    const std::ptrdiff_t nearest =
+        src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5));
+    float value = src.values[nearest];
+    if constexpr (Kind == 1) {
       const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-      const float* upper = src.field + src.at(0, std::max(iy, 0));
-      const float* lower = src.field + src.at(0, iy + 1);
-      out.field[o] = bilinear(upper, lower, std::max(ix, 0), ix + 1, ix == src.W - 1,
-                              iy == src.H - 1, fx - ix, fy - iy);
+      value = bilinear(src.values + src.at(ix, iy), src.stride, ix == src.W - 1,
+                       iy == src.H - 1, fx - ix, fy - iy);
     }
+    out.write(o, inside ? value : 0.0f, inside ? src.codes[nearest] : src.outside);
   }
 }
 
 // Kind 2. A pixel needs twelve splines: ten that depend on the data alone (one
-// down each column of its block, one across each row) and two through the
-// values these give at its fractions. Only piece 2 of each is used. The ten
-// are shared with neighbouring pixels, so a tile solves them once per source
-// position into tables, unless its pixels lie so far apart (a strong
-// reduction) that solving them pixel by pixel is cheaper. Solves run four at
-// a time side by side. Every way runs the same f32 operations in the same
-// order on the same values, so none changes a bit.
+// down each column of its 5 by 5 block, one across each row) and two through
+// the values these give at its fractions. Only piece 2 of each is used. The
+// ten are shared with neighbouring pixels, so a tile solves them once per
+// source position into tables, unless its pixels lie so far apart (a strong
+// reduction) that solving them pixel by pixel is cheaper. Every way runs the
+// same f32 operations in the same order on the same values, so none changes
+// a bit.
 
-// Four lanes. GCC's vector extension computes lane by lane in IEEE
-// arithmetic, so a lane gives exactly the bits of the scalar operations.
-using lanes = float __attribute__((vector_size(16)));
-constexpr int laneCount = 4;
+// Eight lanes. GCC's vector extension computes lane by lane in IEEE
+// arithmetic, so a lane gives exactly the bits of the scalar operations; a
+// target with four-lane vectors runs each as two halves. Groups pass by
+// reference: a target without AVX has no registers to pass them in.
+constexpr int laneCount = 8;
+using lanes = float __attribute__((vector_size(laneCount * sizeof(float))));
+using laneMask = int __attribute__((vector_size(laneCount * sizeof(int))));
 
-lanes load(const float* p) {
-  lanes v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
+void load(lanes& v, const float* p) { std::memcpy(&v, p, sizeof v); }
+void store(float* p, const lanes& v) { std::memcpy(p, &v, sizeof v); }
 
-// Piece 2 (b, c, d) of splines through five knots, h = 1.
-struct pieces {
-  lanes b, c, d;
-};
-
-lanes squareRoot(lanes v) {
 #ifdef __SSE__
-  return _mm_sqrt_ps(v);  // correctly rounded, as std::sqrt
+// The halves of a group, in registers: a round trip through memory would
+// stall on the store of one width and the load of another.
+using half = float __attribute__((vector_size(4 * sizeof(float))));
+half low(const lanes& v) { return __builtin_shufflevector(v, v, 0, 1, 2, 3); }
+half high(const lanes& v) { return __builtin_shufflevector(v, v, 4, 5, 6, 7); }
+#endif
+
+void squareRoot(lanes& v) {
+#ifdef __SSE__
+  const half a = _mm_sqrt_ps(low(v)), b = _mm_sqrt_ps(high(v));  // correctly rounded
+  v = __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7);
 #else
   for (int l = 0; l < laneCount; ++l) v[l] = std::sqrt(v[l]);
-  return v;
 #endif
 }
 
-// splgn's slope ratios (slopeRatio in spline.cpp with hh = 1), into w. The damping
-// exponents are formed for all lanes; std::pow runs only for the lanes
-// outside 1/3 to 3, found from one mask rather than a branch per lane, which
-// noise would make unpredictable.
-void slopeRatios(lanes p, lanes q, lanes r, lanes dm, lanes& w) {
-  w = squareRoot((q * q + 1.0f) / (p * p + 1.0f));
-  const auto low = w < 0.33333334f, high = w >= 3.0f;
-  unsigned damped = 0;
-  for (int l = 0; l < laneCount; ++l) damped |= (low[l] | high[l]) ? 1u << l : 0u;
-  if (damped == 0) return;
-  const lanes e = low ? 2.0f / (r * r + 1.0f) : 2.0f / (dm * dm + 1.0f);
-  for (; damped != 0; damped &= damped - 1) {
-    const int l = __builtin_ctz(damped);
-    w[l] = std::pow(w[l], e[l]);
-  }
+// Bit l set where lane l of a comparison holds.
+unsigned laneBits(const laneMask& m) {
+#ifdef __SSE__
+  const lanes v = reinterpret_cast<const lanes&>(m);
+  return static_cast<unsigned>(_mm_movemask_ps(low(v)) | _mm_movemask_ps(high(v)) << 4);
+#else
+  unsigned bits = 0;
+  for (int l = 0; l < laneCount; ++l) bits |= m[l] ? 1u << l : 0u;
+  return bits;
+#endif
 }
 
-// splgn(1.0f, x, y, 5, ...) up to piece 2, for G groups of four splines:
-// the same operations in the same order, without the factors of h = 1
-// (multiplying by 1 changes no bit), and the back substitution stopped once
-// piece 2 is known. Each step runs over the groups, so that their
-// independent chains of divisions overlap.
-template <int G>
-void centrePieces(const lanes (&y)[G][5], pieces (&out)[G]) {
-  lanes D0[G], D1[G], D2[G], D3[G], w[G], c1[G], d1[G], c2[G], d2[G], c3[G], d3[G];
-  for (int g = 0; g < G; ++g) {
-    D0[g] = y[g][1] - y[g][0];
-    D1[g] = y[g][2] - y[g][1];
-    D2[g] = y[g][3] - y[g][2];
-    D3[g] = y[g][4] - y[g][3];
-  }
-  for (int g = 0; g < G; ++g) slopeRatios(D0[g], D1[g], D2[g], lanes{}, w[g]);
-  for (int g = 0; g < G; ++g) {
-    const lanes d0 = 1.5f * D0[g];
-    c1[g] = -1.0f / ((-0.5f + 2.0f) * w[g] + 2.0f);
-    d1[g] = (w[g] * d0 - (w[g] * D0[g] + D1[g]) * 3.0f) * c1[g];
-  }
-  for (int g = 0; g < G; ++g) slopeRatios(D1[g], D2[g], D3[g], D0[g], w[g]);
-  for (int g = 0; g < G; ++g) {
-    c2[g] = -1.0f / ((c1[g] + 2.0f) * w[g] + 2.0f);
-    d2[g] = (w[g] * d1[g] - (w[g] * D1[g] + D2[g]) * 3.0f) * c2[g];
-  }
-  for (int g = 0; g < G; ++g) slopeRatios(D2[g], D3[g], y[g][4] - y[g][4], D1[g], w[g]);
-  for (int g = 0; g < G; ++g) {
-    c3[g] = -1.0f / ((c2[g] + 2.0f) * w[g] + 2.0f);
-    d3[g] = (w[g] * d2[g] - (w[g] * D2[g] + D3[g]) * 3.0f) * c3[g];
-  }
-  for (int g = 0; g < G; ++g) {
-    const lanes b4 = (D3[g] * 3.0f - d3[g]) / (c3[g] + 2.0f);
-    const lanes b3 = c3[g] * b4 + d3[g];
-    const lanes b2 = c2[g] * b3 + d2[g];
-    const lanes s = b2 + b3;
-    out[g] = {b2, D2[g] * 3.0f - s - b2, s - D2[g] * 2.0f};
-  }
+// The set lanes of each mask of eight, in order: lists of the lanes to damp
+// grow without a branch per lane.
+struct setLanes {
+  std::uint8_t lane[256][laneCount];
+  std::uint8_t count[256];
+};
+constexpr setLanes laneLists = [] {
+  setLanes t{};
+  for (unsigned bits = 0; bits < 256; ++bits)
+    for (int l = 0; l < laneCount; ++l)
+      if (bits >> l & 1) t.lane[bits][t.count[bits]++] = static_cast<std::uint8_t>(l);
+  return t;
+}();
+
+// Appends first + l for the set lanes l of `bits`; `list` has room for eight.
+void appendLanes(unsigned bits, int first, int* list, int& count) {
+  for (int l = 0; l < laneCount; ++l) list[count + l] = first + laneLists.lane[bits][l];
+  count += laneLists.count[bits];
+}
+
+// A knot's weight, splgn's slope ratio with hh = 1 (slopeRatio in
+// spline.cpp): w = sqrt((q*q + 1)/(p*p + 1)) of the differences p before and
+// q after it. Outside 1/3 to 3 it is damped, raised to e = 2/(r*r + 1) when
+// small, r the difference after q, and to 2/(dm*dm + 1) when large, dm the
+// difference before p. `bits` marks the lanes to damp; e is theirs.
+void weigh(const lanes& p, const lanes& q, const lanes& r, const lanes& dm, lanes& w, lanes& e,
+           unsigned& bits) {
+  w = (q * q + 1.0f) / (p * p + 1.0f);
+  squareRoot(w);
+  const laneMask low = w < 0.33333334f;
+  const lanes x = low ? r : dm;
+  e = 2.0f / (x * x + 1.0f);
+  bits = laneBits(low | (w >= 3.0f));
 }
 
 // splineValue of piece 2 at t, for a knot value y.
@@ -352,69 +384,210 @@ T pieceValue(T y, T b, T c, T d, T t) {
   return y + b * t + c * t2 + d * t3;
 }
 
-// One solved piece, as the tables keep it.
-struct piece {
-  float b, c, d;
+// Knot j of spline i stands at y[j][i]; piece 2 of spline i goes to b[i],
+// c[i], d[i]. Loads and stores run in whole groups of eight, up to seven
+// past the last spline: callers leave that much room.
+struct knotRows {
+  const float* y[5];
+  knotRows from(int i) const { return {{y[0] + i, y[1] + i, y[2] + i, y[3] + i, y[4] + i}}; }
+};
+struct pieceRows {
+  float *b, *c, *d;
+  pieceRows from(std::size_t i) const { return {b + i, c + i, d + i}; }
 };
 
-// Solves n splines (n up to 4G) side by side: spline i has its knots at
-// knot[i] + j*step[i], j = 0..4, and its piece goes to out[i]. Lanes past n
-// repeat spline 0.
-template <int G>
-void solve(const float* const* knot, const std::ptrdiff_t* step, int n, piece* out) {
-  lanes y[G][5];
-  for (int g = 0; g < G; ++g)
-    for (int l = 0; l < laneCount; ++l) {
-      const int i = g * laneCount + l < n ? g * laneCount + l : 0;
-      for (int j = 0; j < 5; ++j) y[g][j][l] = knot[i][j * step[i]];
-    }
-  pieces s[G];
-  centrePieces(y, s);
-  for (int i = 0; i < n; ++i) {
-    const pieces& g = s[i / laneCount];
-    out[i] = {g.b[i % laneCount], g.c[i % laneCount], g.d[i % laneCount]};
+// Knots 0..4 of eight splines and their four differences.
+struct knotGroup {
+  lanes y[5], D[4];
+  knotGroup(const knotRows& k, int i) {
+    for (int j = 0; j < 5; ++j) load(y[j], k.y[j] + i);
+    for (int j = 0; j < 4; ++j) D[j] = y[j + 1] - y[j];
+  }
+};
+
+// splgn(1.0f, x, y, 5, ...) from its weights at knots 1, 2 and 3 (w1, w2,
+// w3) on: the forward sweep and the back substitution down to piece 2, the
+// same operations in the same order, without the factors of h = 1
+// (multiplying by 1 changes no bit).
+[[gnu::always_inline]] inline void sweep(const knotRows& k, int m, const float* w1,
+                                         const float* w2, const float* w3, const pieceRows& out) {
+  lanes a, b, c;
+  for (int i = 0; i < m; i += laneCount) {
+    const knotGroup g(k, i);
+    const lanes &D0 = g.D[0], &D1 = g.D[1], &D2 = g.D[2], &D3 = g.D[3];
+    load(a, w1 + i);
+    load(b, w2 + i);
+    load(c, w3 + i);
+    const lanes d0 = 1.5f * D0;
+    const lanes c1 = -1.0f / ((-0.5f + 2.0f) * a + 2.0f);
+    const lanes d1 = (a * d0 - (a * D0 + D1) * 3.0f) * c1;
+    const lanes c2 = -1.0f / ((c1 + 2.0f) * b + 2.0f);
+    const lanes d2 = (b * d1 - (b * D1 + D2) * 3.0f) * c2;
+    const lanes c3 = -1.0f / ((c2 + 2.0f) * c + 2.0f);
+    const lanes d3 = (c * d2 - (c * D2 + D3) * 3.0f) * c3;
+    const lanes b4 = (D3 * 3.0f - d3) / (c3 + 2.0f);
+    const lanes b3 = c3 * b4 + d3;
+    const lanes b2 = c2 * b3 + d2;
+    const lanes s = b2 + b3;
+    store(out.b + i, b2);
+    store(out.c + i, D2 * 3.0f - s - b2);
+    store(out.d + i, s - D2 * 2.0f);
   }
 }
+
+// sweep for the tables, whose weights are shared between splines.
+TAMBLE_CLONES void sweepAt(const knotRows& k, int m, const float* w1, const float* w2,
+                           const float* w3, const pieceRows& out) {
+  sweep(k, m, w1, w2, w3, out);
+}
+
+// The damped weights go through std::pow in one run of calls after the
+// weighing, which keeps branches and lane juggling out of the vector loops.
+constexpr int chunk = 256;
+
+// Splines solved side by side, each with its own three weights.
+class splineBatch {
+ public:
+  TAMBLE_CLONES void solve(const knotRows& k, int n, const pieceRows& out) {
+    for (int i = 0; i < n; i += chunk) {
+      const int m = std::min(chunk, n - i);
+      weighAll(k.from(i), m);
+      for (int j = 0; j < count_; ++j) w_[list_[j]] = std::pow(w_[list_[j]], e_[list_[j]]);
+      sweep(k.from(i), m, w_, w_ + chunk, w_ + 2 * chunk, out.from(static_cast<std::size_t>(i)));
+    }
+  }
+
+ private:
+  // Knot 1 has dm = 0; knot 3 has r = y4 - y4.
+  [[gnu::always_inline]] void weighAll(const knotRows& k, int m) {
+    int count = 0;  // not count_: a store to list_ could change that
+    for (int i = 0; i < m; i += laneCount) {
+      const knotGroup g(k, i);
+      const lanes r[3] = {g.D[2], g.D[3], g.y[4] - g.y[4]}, dm[3] = {lanes{}, g.D[0], g.D[1]};
+      const unsigned valid = m - i < laneCount ? (1u << (m - i)) - 1 : 0xffu;
+      for (int j = 0; j < 3; ++j) {
+        lanes w, e;
+        unsigned bits;
+        weigh(g.D[j], g.D[j + 1], r[j], dm[j], w, e, bits);
+        store(w_ + j * chunk + i, w);
+        store(e_ + j * chunk + i, e);
+        appendLanes(bits & valid, j * chunk + i, list_, count);
+      }
+    }
+    count_ = count;
+  }
+
+  alignas(32) float w_[3 * chunk];  // knots 1, 2, 3 one after another
+  alignas(32) float e_[3 * chunk];
+  int list_[3 * chunk + laneCount];
+  int count_ = 0;
+};
+
+// The weights of knots whose neighbours stand at y[0..4] (two before, the
+// knot, two after), each the three ways the splines through five knots use
+// it: as knot 1 of the spline centred after it (a; dm = 0 there), knot 2 of
+// the one centred on it (b) and knot 3 of the one before (c; r = 0 there,
+// y4 - y4 for a finite y4, the only y4 a small weight allows). A damped knot
+// thus takes two powers instead of three, and each weight is weighed once.
+class knotWeights {
+  // Out of the compiler's sight: std::pow(w, 2.0f) would become w * w, which
+  // is not always the bits of powf, and splgn calls powf.
+  static inline const volatile float two = 2.0f;
+
+ public:
+  TAMBLE_CLONES void weigh(const knotRows& k, int n, float* a, float* b, float* c) {
+    for (int i = 0; i < n; i += chunk) {
+      const int m = std::min(chunk, n - i);
+      weighAll(k.from(i), m, a + i, b + i, c + i);
+      for (int j = 0; j < count_; ++j) {
+        const int at = i + list_[j];
+        const float w = b[at], power = std::pow(w, e_[list_[j]]), square = std::pow(w, two);
+        const bool low = w < 0.33333334f;
+        a[at] = low ? power : square;
+        b[at] = power;
+        c[at] = low ? square : power;
+      }
+    }
+  }
+
+ private:
+  [[gnu::always_inline]] void weighAll(const knotRows& k, int m, float* a, float* b, float* c) {
+    int count = 0;
+    for (int i = 0; i < m; i += laneCount) {
+      const knotGroup g(k, i);
+      lanes w, e;
+      unsigned bits;
+      ::tamble::weigh(g.D[1], g.D[2], g.D[3], g.D[0], w, e, bits);
+      store(a + i, w);
+      store(b + i, w);
+      store(c + i, w);
+      store(e_ + i, e);
+      appendLanes(bits & (m - i < laneCount ? (1u << (m - i)) - 1 : 0xffu), i, list_, count);
+    }
+    count_ = count;
+  }
+
+  alignas(32) float e_[chunk];
+  int list_[chunk + laneCount];
+  int count_ = 0;
+};
+
+// A growable run of floats with room for a group of eight past its end.
+struct floats {
+  std::vector<float> v;
+  float* reserve(std::size_t n) {
+    if (v.size() < n + laneCount) v.resize(n + laneCount);
+    return v.data();
+  }
+};
+
+// Pieces b, c, d of many splines, side by side.
+struct pieceTable {
+  floats b, c, d;
+  pieceRows reserve(std::size_t n) { return {b.reserve(n), c.reserve(n), d.reserve(n)}; }
+};
 
 // One thread's work space for kind 2.
 struct tileScratch {
   int count = 0;       // inside pixels of the tile
   int x0, x1, y0, y1;  // bounding box of their block centres
   double xs[tileWidth], ys[tileWidth];
-  int index[tilePixels];  // output pixel, counted from the tile's first
+  std::size_t index[tilePixels];  // output pixel
   int ix[tilePixels], iy[tilePixels];
-  alignas(16) float tx[tilePixels + laneCount], ty[tilePixels + laneCount];
+  float tx[tilePixels], ty[tilePixels];
   // The five values at the pixel's fraction of the column (across) and row
   // (down) splines: the knots of its last two splines.
-  alignas(16) float across[5][tilePixels + laneCount], down[5][tilePixels + laneCount];
-  std::vector<piece> columns, rows;  // the tables
-  piece own[12];                     // one pixel's ten pieces, solved alone
-
-  tileScratch() : columns(tableSize), rows(tableSize) {}
-  // Tables beyond this would cost more than solving pixel by pixel.
-  static constexpr int piecesPerPixel = 10, tableSize = piecesPerPixel * tilePixels;
+  float across[5][tilePixels + laneCount], down[5][tilePixels + laneCount];
+  pieceTable columns, rows, last;  // the tables; the last two splines
+  floats weights[3];               // the tables' knot weights
+  floats knots[5];                 // pixel by pixel: the knots of the data splines
+  splineBatch batch;
+  knotWeights knotBatch;
 };
 
 // Maps the tile, settles its outside pixels and the masks, and collects the
 // inside ones with their block centres and fractions.
-void collectTile(const source src, const polynomialState& map, const tile& t, tileScratch& s,
+void collectTile(const plane src, const polynomialState& map, const tile& t, tileScratch& s,
                  const target out) {
   s.count = 0;
   s.x0 = s.y0 = src.W + src.H;
   s.x1 = s.y1 = -1;
   for (int r = 0; r < t.h; ++r) {
-    mapRow(map.forwardX, map.forwardY, map.order, t.x0, t.w, t.y0 + r, s.xs, s.ys);
+    const int y = t.y0 + r;
+    mapRow(map.forwardX, map.forwardY, map.order, t.x0, t.w, y, s.xs, s.ys);
     for (int c = 0; c < t.w; ++c) {
-      const std::size_t o = src.at(t.x0 + c, t.y0 + r);
+      const std::size_t o = static_cast<std::size_t>(y) * src.W + t.x0 + c;
       const double fx = s.xs[c], fy = s.ys[c];
       if (!nearestInside(fx, src.W) || !nearestInside(fy, src.H)) {
-        out.outside(o, src.holes);
+        out.write(o, 0.0f, src.outside);
         continue;
       }
-      out.copyMasks(o, src, src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5)));
+      const maskCode code =
+          src.codes[src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5))];
+      out.write(o, 0.0f, code);  // the value follows once the tile is solved
       const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
       const int k = s.count++;
-      s.index[k] = r * src.W + c;
+      s.index[k] = o;
       s.ix[k] = ix;
       s.iy[k] = iy;
       s.tx[k] = static_cast<float>(fx - ix);
@@ -427,97 +600,132 @@ void collectTile(const source src, const polynomialState& map, const tile& t, ti
   }
 }
 
-// Solves the pieces of `count` splines, the i-th with its knot 0 at
-// first(i) and the others `step` apart, into out[0..count), eight at a time.
-template <class First>
-void solveRun(int count, std::ptrdiff_t step, First first, piece* out) {
-  constexpr int wide = 2 * laneCount;
-  const float* knot[wide];
-  const std::ptrdiff_t steps[wide] = {step, step, step, step, step, step, step, step};
-  for (int i = 0; i < count; i += wide) {
-    const int n = std::min(wide, count - i);
-    for (int l = 0; l < n; ++l) knot[l] = first(i + l);
-    if (n > laneCount)
-      solve<2>(knot, steps, n, out + i);
-    else
-      solve<1>(knot, steps, n, out + i);
+// Column pieces for centre rows y0..y1 and columns x0-2..x1+2: the knots of a
+// table row lie side by side in five rows of the snapshot, and so do the
+// weights of its knots, rows y0-1..y1+1 (which reach row y0-3: the
+// snapshot's border is four deep). Rows are solved in order, so a row's
+// groups of eight may spill into the next before it is solved.
+void solveColumns(const plane src, tileScratch& s) {
+  const int n = s.x1 - s.x0 + 5, knotRowsCount = s.y1 - s.y0 + 3;
+  const std::size_t size = static_cast<std::size_t>(n) * knotRowsCount;
+  float *a = s.weights[0].reserve(size), *b = s.weights[1].reserve(size),
+        *c = s.weights[2].reserve(size);
+  auto around = [&](int y) {  // rows y-2 .. y+2 from column x0-2
+    const float* p = src.values + src.at(s.x0 - 2, y - 2);
+    const std::ptrdiff_t r = src.stride;
+    return knotRows{{p, p + r, p + 2 * r, p + 3 * r, p + 4 * r}};
+  };
+  for (int k = 0; k < knotRowsCount; ++k) {
+    const std::size_t at = static_cast<std::size_t>(k) * n;
+    s.knotBatch.weigh(around(s.y0 - 1 + k), n, a + at, b + at, c + at);
+  }
+  const pieceRows out = s.columns.reserve(static_cast<std::size_t>(n) * (s.y1 - s.y0 + 1));
+  for (int y = s.y0; y <= s.y1; ++y) {
+    const std::size_t k = static_cast<std::size_t>(y - s.y0) * n;  // knot y - 1
+    sweepAt(around(y), n, a + k, b + k + n, c + k + 2 * n, out.from(k));
   }
 }
 
-// Column pieces for centre rows y0..y1 and columns x0-2..x1+2, row pieces for
-// centre columns x0..x1 and rows y0-2..y1+2.
-void solveTables(const grid pad, tileScratch& s) {
+// Row pieces for centre columns x0..x1 and rows y0-2..y1+2, a row at a time:
+// the weights of knots x0-1..x1+1, then the pieces.
+void solveRows(const plane src, tileScratch& s) {
+  const int n = s.x1 - s.x0 + 1;
+  float *a = s.weights[0].reserve(n + 2), *b = s.weights[1].reserve(n + 2),
+        *c = s.weights[2].reserve(n + 2);
+  const pieceRows out = s.rows.reserve(static_cast<std::size_t>(n) * (s.y1 - s.y0 + 5));
+  for (int y = s.y0 - 2; y <= s.y1 + 2; ++y) {
+    const float* p = src.values + src.at(s.x0 - 3, y);  // two before knot x0 - 1
+    s.knotBatch.weigh({{p, p + 1, p + 2, p + 3, p + 4}}, n + 2, a, b, c);
+    sweepAt({{p + 1, p + 2, p + 3, p + 4, p + 5}}, n, a, b + 1, c + 2,
+            out.from(static_cast<std::size_t>(y - s.y0 + 2) * n));
+  }
+}
+
+// The ten data splines at each pixel's fractions, from the tables.
+void firstStageTabled(const plane src, tileScratch& s) {
   const int bw = s.x1 - s.x0 + 1;
-  for (int y = s.y0; y <= s.y1; ++y)
-    solveRun(
-        bw + 4, pad.stride, [&](int i) { return pad.at(s.x0 - 2 + i, y - 2); },
-        s.columns.data() + (y - s.y0) * (bw + 4));
-  for (int y = s.y0 - 2; y <= s.y1 + 2; ++y)
-    solveRun(
-        bw, 1, [&](int i) { return pad.at(s.x0 - 2 + i, y); }, s.rows.data() + (y - s.y0 + 2) * bw);
-}
-
-// The ten data splines at the pixel's fractions: the knots of its last two.
-void firstStage(const grid pad, tileScratch& s, int k, bool tabled) {
-  const int ix = s.ix[k], iy = s.iy[k], bw = s.x1 - s.x0 + 1;
-  const float* p = pad.at(ix, iy);
-  const piece *columns = s.own, *rows = s.own + 5;
-  if (tabled) {
-    columns = s.columns.data() + (iy - s.y0) * (bw + 4) + (ix - s.x0);
-    rows = s.rows.data() + (iy - s.y0) * bw + (ix - s.x0);
-  } else {  // five columns down, five rows across, knot 0 at the block's edge
-    const float* knot[10];
-    std::ptrdiff_t step[10];
+  const pieceRows c = {s.columns.b.v.data(), s.columns.c.v.data(), s.columns.d.v.data()};
+  const pieceRows r = {s.rows.b.v.data(), s.rows.c.v.data(), s.rows.d.v.data()};
+  for (int k = 0; k < s.count; ++k) {
+    const float* p = src.values + src.at(s.ix[k], s.iy[k]);
+    const std::size_t ci = static_cast<std::size_t>(s.iy[k] - s.y0) * (bw + 4) + (s.ix[k] - s.x0);
+    const std::size_t ri = static_cast<std::size_t>(s.iy[k] - s.y0) * bw + (s.ix[k] - s.x0);
+    const float tx = s.tx[k], ty = s.ty[k];
     for (int j = 0; j < 5; ++j) {
-      knot[j] = p + (j - 2) - 2 * pad.stride;
-      step[j] = pad.stride;
-      knot[5 + j] = p + (j - 2) * pad.stride - 2;
-      step[5 + j] = 1;
+      s.across[j][k] = pieceValue(p[j - 2], c.b[ci + j], c.c[ci + j], c.d[ci + j], ty);
+      const std::size_t rj = ri + static_cast<std::size_t>(j) * bw;
+      s.down[j][k] = pieceValue(p[(j - 2) * src.stride], r.b[rj], r.c[rj], r.d[rj], tx);
     }
-    solve<3>(knot, step, 10, s.own);
-  }
-  const std::ptrdiff_t rowStep = tabled ? bw : 1;
-  for (int j = 0; j < 5; ++j) {
-    const piece& c = columns[j];
-    const piece& r = rows[j * rowStep];
-    s.across[j][k] = pieceValue(p[j - 2], c.b, c.c, c.d, s.ty[k]);
-    s.down[j][k] = pieceValue(p[(j - 2) * pad.stride], r.b, r.c, r.d, s.tx[k]);
   }
 }
 
-// The last two splines, four pixels at a time, and the mean of both orders.
-void secondStage(tileScratch& s, float* tileOut) {
-  for (int j = 0; j < 5; ++j) {  // quiet lanes past the end
-    std::fill_n(&s.across[j][s.count], laneCount, 0.0f);
-    std::fill_n(&s.down[j][s.count], laneCount, 0.0f);
-  }
-  std::fill_n(s.tx + s.count, laneCount, 0.0f);
-  std::fill_n(s.ty + s.count, laneCount, 0.0f);
-  for (int k = 0; k < s.count; k += laneCount) {
-    lanes y[2][5];  // across, then down
-    for (int j = 0; j < 5; ++j) {
-      y[0][j] = load(&s.across[j][k]);
-      y[1][j] = load(&s.down[j][k]);
+// The ten data splines solved for each pixel alone: five columns down and
+// five rows across its block, side by side, a run of pixels at a time.
+void firstStageAlone(const plane src, tileScratch& s) {
+  constexpr int run = 64;
+  float* knot[5];
+  for (int j = 0; j < 5; ++j) knot[j] = s.knots[j].reserve(10 * run);
+  const pieceRows pieces = s.last.reserve(10 * run);
+  const std::ptrdiff_t r = src.stride;
+  for (int k0 = 0; k0 < s.count; k0 += run) {
+    const int n = std::min(run, s.count - k0), rows = 5 * n;  // columns first, then rows
+    for (int k = 0; k < n; ++k) {
+      const float* p = src.values + src.at(s.ix[k0 + k], s.iy[k0 + k]);
+      for (int m = 0; m < 5; ++m)
+        for (int j = 0; j < 5; ++j) {
+          knot[j][5 * k + m] = p[(m - 2) + (j - 2) * r];         // column m, its row j
+          knot[j][rows + 5 * k + m] = p[(j - 2) + (m - 2) * r];  // row m, its column j
+        }
     }
-    pieces a[2];
-    centrePieces(y, a);
-    const lanes first = pieceValue(y[0][2], a[0].b, a[0].c, a[0].d, load(&s.tx[k]));
-    const lanes second = pieceValue(y[1][2], a[1].b, a[1].c, a[1].d, load(&s.ty[k]));
-    const lanes value = (first + second) * 0.5f;
-    for (int l = 0; l < laneCount && k + l < s.count; ++l) tileOut[s.index[k + l]] = value[l];
+    s.batch.solve({{knot[0], knot[1], knot[2], knot[3], knot[4]}}, 10 * n, pieces);
+    for (int k = 0; k < n; ++k) {
+      const float* p = src.values + src.at(s.ix[k0 + k], s.iy[k0 + k]);
+      for (int m = 0; m < 5; ++m) {
+        const int a = 5 * k + m, d = rows + a;
+        s.across[m][k0 + k] =
+            pieceValue(p[m - 2], pieces.b[a], pieces.c[a], pieces.d[a], s.ty[k0 + k]);
+        s.down[m][k0 + k] =
+            pieceValue(p[(m - 2) * r], pieces.b[d], pieces.c[d], pieces.d[d], s.tx[k0 + k]);
+      }
+    }
   }
 }
 
-void bicubicTile(const source src, const grid pad, const polynomialState& map, const tile& t,
-                 tileScratch& s, const target out) {
+// The last two splines and the mean of both orders.
+void secondStage(tileScratch& s, const target out) {
+  const pieceRows a = s.last.reserve(2 * static_cast<std::size_t>(tilePixels) + laneCount);
+  const pieceRows d = a.from(tilePixels + laneCount);
+  s.batch.solve({{s.across[0], s.across[1], s.across[2], s.across[3], s.across[4]}}, s.count, a);
+  s.batch.solve({{s.down[0], s.down[1], s.down[2], s.down[3], s.down[4]}}, s.count, d);
+  for (int k = 0; k < s.count; ++k) {
+    const float first = pieceValue(s.across[2][k], a.b[k], a.c[k], a.d[k], s.tx[k]);
+    const float other = pieceValue(s.down[2][k], d.b[k], d.c[k], d.d[k], s.ty[k]);
+    out.field[s.index[k]] = (first + other) * 0.5f;
+  }
+}
+
+void bicubicTile(const plane src, const polynomialState& map, const tile& t, tileScratch& s,
+                 const target out) {
   collectTile(src, map, t, s, out);
   if (s.count == 0) return;
   const std::int64_t bw = s.x1 - s.x0 + 1, bh = s.y1 - s.y0 + 1;
   const std::int64_t tableCost = (bw + 4) * bh + bw * (bh + 4);
-  const bool tabled = tableCost < std::int64_t{tileScratch::piecesPerPixel} * s.count;
-  if (tabled) solveTables(pad, s);
-  for (int k = 0; k < s.count; ++k) firstStage(pad, s, k, tabled);
-  secondStage(s, out.field + src.at(t.x0, t.y0));
+  // Tables beyond ten pieces a pixel would cost more than solving alone.
+  if (tableCost < std::int64_t{10} * s.count) {
+    solveColumns(src, s);
+    solveRows(src, s);
+    firstStageTabled(src, s);
+  } else {
+    firstStageAlone(src, s);
+  }
+  secondStage(s, out);
+}
+
+template <class Engine>
+void resample(fieldStore& field, maskStore& bkgr, maskStore& ROI, Engine engine) {
+  if (field.count == 0) return;
+  const snapshot src(field, bkgr, ROI);
+  engine(src, target{field.data, bkgr.data, ROI.data});
 }
 
 }  // namespace
@@ -525,56 +733,53 @@ void bicubicTile(const source src, const grid pad, const polynomialState& map, c
 void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                     zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/,
                     const polynomialState& map) {
-  const source src = prepare(field, bkgr, ROI, map);
-  result out(field.count);
+  check(field, bkgr, ROI, map);
   moveMarkers(markers, map);
-  if (field.count == 0) return;
-  const target to = out.view();
-  forEachMappedRow(src, map, [&](int y, int x0, int w, const double* xs, const double* ys) {
-    bilinearMSRow(src, to, y, x0, w, xs, ys);
+  resample(field, bkgr, ROI, [&](const snapshot& src, const target to) {
+    const plane p(src);
+    auto where = [&](int y, int x0, int n, double* xs, double* ys) {
+      mapRow(map.forwardX, map.forwardY, map.order, x0, n, y, xs, ys);
+    };
+    forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
+      bilinearMSRow(p, to, o, n, xs, ys);
+    });
   });
-  replaceLayers(out, field, bkgr, ROI);
 }
 
 void WarpBilinearMSBy(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                       zel::arrayStore<bool, 2>& ROI, const sourceRows& where) {
-  const source src = prepare(field, bkgr, ROI, polynomialState{});
-  result out(field.count);
-  if (field.count == 0) return;
-  const target to = out.view();
-  forEachTile<rowScratch>(src, [&](const tile& t, rowScratch& s) {
-    for (int y = t.y0; y < t.y0 + t.h; ++y) {
-      where(y, t.x0, t.w, s.xs, s.ys);
-      bilinearMSRow(src, to, y, t.x0, t.w, s.xs, s.ys);
-    }
+  check(field, bkgr, ROI, polynomialState{});
+  resample(field, bkgr, ROI, [&](const snapshot& src, const target to) {
+    const plane p(src);
+    forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
+      bilinearMSRow(p, to, o, n, xs, ys);
+    });
   });
-  replaceLayers(out, field, bkgr, ROI);
 }
 
 void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                 zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool /*zones*/, int kind,
                 const polynomialState& map) {
   if (kind < 0 || kind > 2) zel::raise<zel::AlgoError>("WarpInterp: kind must be 0, 1 or 2");
-  const source src = prepare(field, bkgr, ROI, map);
-  result out(field.count);
+  check(field, bkgr, ROI, map);
   moveMarkers(markers, map);
-  if (field.count == 0) return;
-  const target to = out.view();
-  if (kind == 0) {
-    forEachMappedRow(src, map, [&](int y, int x0, int w, const double* xs, const double* ys) {
-      interpRow<0>(src, to, y, x0, w, xs, ys);
-    });
-  } else if (kind == 1) {
-    forEachMappedRow(src, map, [&](int y, int x0, int w, const double* xs, const double* ys) {
-      interpRow<1>(src, to, y, x0, w, xs, ys);
-    });
-  } else {
-    const padded pad(src);
-    const grid view = pad.view();
-    forEachTile<tileScratch>(
-        src, [&](const tile& t, tileScratch& s) { bicubicTile(src, view, map, t, s, to); });
-  }
-  replaceLayers(out, field, bkgr, ROI);
+  resample(field, bkgr, ROI, [&](const snapshot& src, const target to) {
+    const plane p(src);
+    auto where = [&](int y, int x0, int n, double* xs, double* ys) {
+      mapRow(map.forwardX, map.forwardY, map.order, x0, n, y, xs, ys);
+    };
+    if (kind == 0)
+      forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
+        interpRow<0>(p, to, o, n, xs, ys);
+      });
+    else if (kind == 1)
+      forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
+        interpRow<1>(p, to, o, n, xs, ys);
+      });
+    else
+      forEachTile<tileScratch>(
+          src, [&](const tile& t, tileScratch& s) { bicubicTile(p, map, t, s, to); });
+  });
 }
 
 }  // namespace tamble

@@ -182,15 +182,13 @@ void reviseOne(marker& m, const fieldStore& Q, const fieldStore& S, const maskSt
 
 }  // namespace
 
-void ReviseMarkers(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
-                   zel::markersArray& markers, int sign, double D, polynomialState& map) {
-  markerWork::requireExtent(field, bkgr, ROI);
-  if (emptyArray(markers) || !(std::fabs(D) < 1e6)) return;
+spotImages spotFront(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
+                     const zel::markersArray& markers, double D, polynomialState& map) {
   const int W = field.width(), H = field.height();
   const int N = static_cast<int>(std::trunc(D));
   const bool smooth = std::trunc(D + 0.01) > 7;
   const bool shrink = N / 11 + 1 > 1;
-  fieldStore Q = field, R = field;
+  spotImages f{field, field, maskStore(W, H), maskStore()};
   maskStore bk = bkgr;  // the filters take changeable masks; the image's stay
   maskStore zone(W, H);
   zone.fill(false);
@@ -198,20 +196,33 @@ void ReviseMarkers(const markerField& field, const markerMask& bkgr, const marke
     markerWork::markZones(markers, bkgr, ROI, static_cast<float>(2.0 * D),
                           static_cast<int>(std::trunc(2.0 * D)), true, zone);
   if (smooth) {
-    MedianCircle(Q, bk, zone, 1, 3);
-    MedianCircle(R, bk, zone, 1, 3);
-    GaussSeparable(Q, bk, zone, 1, static_cast<float>(D / 10));
-    GaussSeparable(R, bk, zone, 1, static_cast<float>(D / 10));
+    MedianCircle(f.Q, bk, zone, 1, 3);
+    MedianCircle(f.R, bk, zone, 1, 3);
+    GaussSeparable(f.Q, bk, zone, 1, static_cast<float>(D / 10));
+    GaussSeparable(f.R, bk, zone, 1, static_cast<float>(D / 10));
   }
   // The wide background, wanted only within 1.5 D of the markers.
   const int reach = static_cast<int>(std::trunc(1.5 * D));
-  maskStore near(W, H);
-  near.fill(false);
-  markerWork::markZones(markers, bkgr, ROI, static_cast<float>(1.5 * D), reach, true, near);
-  if (shrink)
-    MedianFast(R, bk, zone, 1, N, map);
-  else
-    squareMedianNear(R, markerParts(markers, bkgr, ROI, reach), near, N);
+  f.near.fill(false);
+  markerWork::markZones(markers, bkgr, ROI, static_cast<float>(1.5 * D), reach, true, f.near);
+  if (shrink) {
+    f.zone = zone;  // the median below may reshape its masks
+    MedianFast(f.R, bk, zone, 1, N, map);
+  } else {
+    squareMedianNear(f.R, markerParts(markers, bkgr, ROI, reach), f.near, N);
+  }
+  return f;
+}
+
+void ReviseMarkers(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
+                   zel::markersArray& markers, int sign, double D, polynomialState& map) {
+  markerWork::requireExtent(field, bkgr, ROI);
+  if (emptyArray(markers) || !(std::fabs(D) < 1e6)) return;
+  const int W = field.width(), H = field.height();
+  spotImages front = spotFront(field, bkgr, ROI, markers, D, map);
+  fieldStore& Q = front.Q;
+  const fieldStore& R = front.R;
+  const maskStore& near = front.near;
   // The spot stands above the background in S, and is a peak in Q.
   fieldStore S(W, H);
   const bool peaks = sign == 1;

@@ -21,6 +21,18 @@ using markerMask = zel::arrayStore<bool, 2>;
 // The notice of both routines for an empty array (not shown while quiet).
 inline constexpr const char* noMarkersInZone = "No markers in active zone. Procedure is terminated";
 
+// The start that the revision and the marker statistics share: `Q` is the
+// field, smoothed near the markers when D is above 7; `R` the wide median
+// background, which holds where `near` is set (the valid pixels within 1.5 D
+// of an enabled marker on a valid pixel). `zone`, the pixels within 2 D, is
+// kept only when D is 11 or more (the filters then work on a shrunk image).
+struct spotImages {
+  markerField Q, R;
+  markerMask near, zone;
+};
+spotImages spotFront(const markerField& field, const markerMask& bkgr, const markerMask& ROI,
+                     const zel::markersArray& markers, double D, polynomialState& map);
+
 // The spot's peak in the difference from a wide median background, a rough
 // centre weighted by the squared difference, and a fine centre weighted by
 // the squared height above the spot's surroundings. Only valid pixels are

@@ -92,11 +92,14 @@ bool runStandard(zel::imagesList& list, const operation& op) {
 bool runTwoImages(zel::imagesList& list, const twoImageOperation& op) {
   zel::image* first = list.current();
   if (op.chooseBeforeDialog && !dlgViewImage(list)) return true;
+  const bool guardFirst = op.guardBeforeDialog && op.chooseBeforeDialog;
+  if (guardFirst && op.guard && first)
+    if (const char* text = op.guard(*first, *list.current())) return stopWith(text);
   if (op.dialog && !showDialog(*op.dialog)) return true;
   if (!op.chooseBeforeDialog && !dlgViewImage(list)) return true;
   zel::image* second = list.current();
   if (!first || !second) zel::raise<zel::AlgoError>();
-  if (op.guard)
+  if (!guardFirst && op.guard)
     if (const char* text = op.guard(*first, *second)) return stopWith(text);
   list.snapshot();
   list.saveImage(op.changes == twoImageOperation::target::first ? first : second, true, "");

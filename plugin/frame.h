@@ -57,8 +57,11 @@ struct twoImageOperation {
   paramRecord* dialog = nullptr;
   bool chooseBeforeDialog = true;
   std::function<void()> remember;
-  // Checked once both images are known: a text stops the command.
+  // Checked once both images are known: a text stops the command. With
+  // guardBeforeDialog (and the choice before the dialog) the dialog is not
+  // shown when the guard stops the command.
   std::function<const char*(const zel::image& first, const zel::image& second)> guard;
+  bool guardBeforeDialog = false;
   std::function<void(zel::image& first, zel::image& second)> routine;
   enum class target { first, second } changes = target::second;
 };

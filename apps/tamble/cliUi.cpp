@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "api/log.h"
@@ -87,6 +88,16 @@ bool cliUi::message(const std::string& text, bool ask, bool) {
 // words go over them and must pass the same range check as OK in a dialog.
 bool cliUi::editRecord(paramRecord& record) {
   ++dialogs;
+  // A dialog of shown values only is a report: its lines are printed.
+  const std::vector<paramInfo>& fields = record.fields();
+  const bool report = !fields.empty() && std::all_of(fields.begin(), fields.end(),
+                                                     [](const paramInfo& f) { return f.shownOnly; });
+  if (report) {
+    flushNotices();
+    std::string text = record.title();
+    for (const paramInfo& f : fields) text += "\n" + f.caption;
+    printBlock(stdout, "report: ", text);
+  }
   for (const auto& [key, value] : pending.params)
     if (auto complaint = assignParam(record, key, value)) throw stepError(*complaint);
   if (auto complaint = checkRecord(record)) throw stepError(*complaint);

@@ -263,18 +263,22 @@ TEST(WarpInterpBicubic, StepEdgeDoesNotOvershoot) {
     }
 }
 
-// Kind 2 straight from the definition, on the edge-extended source: every
-// inside value bit for bit, whether the engine tabled the data pieces (maps
-// near scale 1 or enlarging) or solved them pixel by pixel (a strong reduction).
-float definition(const zel::arrayStore<float, 2>& f, double fx, double fy) {
+// The engines straight from their definitions, one output pixel at a time,
+// on the source as it was. The fast engines must give these bits exactly.
+
+// Piece 2 of the damped spline through five knots, at t.
+float centrePiece(const float (&v)[5], float t) {
+  float b[5], c[5], d[5];
+  splgn(1.0f, nullptr, v, 5, b, c, d);
+  return splineValue(v, b, c, d, 2, t);
+}
+
+// Kind 2 on the edge-extended source: ten data splines through the 5 by 5
+// block about (ix, iy), then one across and one down their values.
+float bicubicValue(const zel::arrayStore<float, 2>& f, double fx, double fy) {
   const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
   auto at = [&](int x, int y) {
     return f(std::clamp(x, 0, f.width() - 1), std::clamp(y, 0, f.height() - 1));
-  };
-  auto centre = [](const float(&v)[5], float t) {
-    float b[5], c[5], d[5];
-    splgn(1.0f, nullptr, v, 5, b, c, d);
-    return splineValue(v, b, c, d, 2, t);
   };
   const float tx = static_cast<float>(fx - ix), ty = static_cast<float>(fy - iy);
   float across[5], down[5];
@@ -284,52 +288,142 @@ float definition(const zel::arrayStore<float, 2>& f, double fx, double fy) {
       column[j] = at(ix - 2 + k, iy - 2 + j);
       row[j] = at(ix - 2 + j, iy - 2 + k);
     }
-    across[k] = centre(column, ty);
-    down[k] = centre(row, tx);
+    across[k] = centrePiece(column, ty);
+    down[k] = centrePiece(row, tx);
   }
-  return (centre(across, tx) + centre(down, ty)) * 0.5f;
+  return (centrePiece(across, tx) + centrePiece(down, ty)) * 0.5f;
 }
 
-// Kind 2 equals its definition at every inside pixel.
-TEST(WarpInterpBicubic, MatchesTheDefinitionBitForBit) {
-  for (double scale : {0.97, 1 / 3.0, 3.3}) {
-    layers l = scene(70, 45);
-    const layers source = l;
-    turnMap(11, scale, 30);
-    const polynomialState map = warpMap;
-    warp(l, 2);
-    int checked = 0;
-    for (int y = 0; y < l.H(); ++y)
-      for (int x = 0; x < l.W(); ++x) {
-        const mappedPoint s = mapPoint(map.forwardX, map.forwardY, 3, x, y);
-        if (s.x <= -1.5 || s.x >= l.W() - 0.5 || s.y <= -1.5 || s.y >= l.H() - 0.5) continue;
-        ++checked;
-        ASSERT_EQ(l.field(x, y), definition(source.field, s.x, s.y))
-            << scale << " " << x << " " << y;
+// The bilinear value, f64 narrowed once: along y then x; on the last column
+// along y only, on the last row along x only. `at` reads the source.
+template <class At>
+float bilinearValue(At at, int W, int H, double fx, double fy) {
+  const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
+  const double tx = fx - ix, ty = fy - iy;
+  const double f00 = at(ix, iy), f10 = at(ix + 1, iy), f01 = at(ix, iy + 1),
+               f11 = at(ix + 1, iy + 1);
+  if (ix == W - 1 && iy == H - 1) return at(ix, iy);
+  if (ix == W - 1) return static_cast<float>(f00 * (1 - ty) + f01 * ty);
+  if (iy == H - 1) return static_cast<float>(f00 * (1 - tx) + f10 * tx);
+  return static_cast<float>((f00 * (1 - ty) + f01 * ty) * (1 - tx) + (f10 * (1 - ty) + f11 * ty) * tx);
+}
+
+// What `kind` (-1: WarpBilinearMS) makes of `s` under `map`.
+layers reference(const layers& s, int kind, const polynomialState& map) {
+  layers out = s;
+  const int W = s.W(), H = s.H();
+  const bool holes = std::count(s.ROI.data, s.ROI.data + s.ROI.count, false) > 0;
+  for (marker& m : out.markers.items) {
+    const mappedPoint p = mapPoint(map.inverseX, map.inverseY, map.order, m.x, m.y);
+    m.x = p.x;
+    m.y = p.y;
+  }
+  auto edged = [&](int x, int y) {
+    return s.field(std::clamp(x, 0, W - 1), std::clamp(y, 0, H - 1));
+  };
+  auto plain = [&](int x, int y) { return x < W && y < H ? s.field(x, y) : 0.0f; };
+  for (int y = 0; y < H; ++y)
+    for (int x = 0; x < W; ++x) {
+      const mappedPoint f = mapPoint(map.forwardX, map.forwardY, map.order, x, y);
+      // WarpBilinearMS truncates the position, WarpInterp rounds it.
+      const double half = kind < 0 ? 0.0 : 0.5, rx = f.x + half, ry = f.y + half;
+      if (!(rx > -1 && rx < W && ry > -1 && ry < H)) {
+        out.field(x, y) = 0.0f;
+        out.bkgr(x, y) = true;
+        out.ROI(x, y) = !holes;
+        continue;
       }
-    EXPECT_GT(checked, 200) << scale;  // a reduction by 3.3 keeps about 290
+      const int nx = static_cast<int>(rx), ny = static_cast<int>(ry);
+      if (kind == 0) out.field(x, y) = s.field(nx, ny);
+      if (kind == 1) out.field(x, y) = bilinearValue(edged, W, H, f.x, f.y);
+      if (kind == 2) out.field(x, y) = bicubicValue(s.field, f.x, f.y);
+      out.bkgr(x, y) = s.bkgr(nx, ny);
+      out.ROI(x, y) = s.ROI(nx, ny);
+      if (kind >= 0) continue;
+      out.field(x, y) = bilinearValue(plain, W, H, f.x, f.y);
+      bool bkgr = false, roi = true;  // the three neighbours that lie inside
+      for (const auto& [mx, my] : {std::pair{nx + 1, ny}, {nx, ny + 1}, {nx + 1, ny + 1}})
+        if (mx < W && my < H) {
+          bkgr = bkgr || s.bkgr(mx, my);
+          roi = roi && s.ROI(mx, my);
+        }
+      out.bkgr(x, y) = bkgr;
+      out.ROI(x, y) = roi;
+    }
+  return out;
+}
+
+// One image and one family of maps: output to source, a turn and a scale
+// about the centre and a shift (order 3), bent by quadratic (6) and cubic
+// (10) terms; order 1 keeps the shift alone, order 0 nothing. The values are
+// random with some NaN; a share of the pixels is blocked.
+struct warpCase {
+  int w, h;
+  double degrees, scale, shiftX, shiftY, bend;
+  double blocked;  // share of blocked pixels; 0 leaves the ROI without holes
+  int nans;
+};
+
+polynomialState mapFor(const warpCase& c, int order) {
+  polynomialState m;
+  m.order = order;
+  const double a = c.degrees * 3.14159265358979 / 180, cx = c.w / 2.0, cy = c.h / 2.0;
+  const double k = std::cos(a) * c.scale, s = std::sin(a) * c.scale;
+  const double bx = c.bend / c.w, by = c.bend / c.h;
+  const double fx[10] = {cx - k * cx + s * cy + c.shiftX, k, -s, by, bx, -by, by / c.w, 0, bx / c.w, 0};
+  const double fy[10] = {cy - s * cx - k * cy + c.shiftY, s, k, -bx, by, bx, 0, bx / c.h, 0, -by / c.h};
+  std::copy(fx, fx + 10, m.forwardX);
+  std::copy(fy, fy + 10, m.forwardY);
+  if (order == 1) {
+    m.forwardX[0] = c.shiftX;
+    m.forwardY[0] = c.shiftY;
+  }
+  const double inverse[10] = {0.5, 0.9, -0.2, 1e-3, 2e-3, -1e-3, 1e-5, 2e-5, -1e-5, 3e-5};
+  std::copy(inverse, inverse + 10, m.inverseX);  // any finite set: the markers follow it
+  std::reverse_copy(inverse, inverse + 10, m.inverseY);
+  return m;
+}
+
+// Every map here reaches past some edge (all four over the rows); reductions
+// by 3.3 make kind 2 solve each pixel's splines alone, the others table
+// them; 256 by 260 runs on several threads. The last rows send every source
+// position beyond the range of int, or to NaN.
+const warpCase warpCases[] = {
+    {1, 1, 7, 1.1, 0.6, -0.8, 0.3, 0.0, 0},      {1, 9, -12, 1.2, -1.3, 0.7, 0.2, 0.2, 0},
+    {13, 1, 25, 0.8, 1.4, 0.45, 0.1, 0.2, 0},    {97, 83, 7, 1.1, 0.6, -0.8, 0.3, 0.1, 40},
+    {97, 83, -20, 0.45, -1.2, 1.4, 0.2, 0.0, 40}, {97, 83, 30, 3.3, -1.45, -1.3, 0.1, 0.1, 40},
+    {256, 260, -4, 1.03, 0.3, 0.2, 0.05, 0.1, 60}, {40, 30, 1, 1e10, 1e12, -1e12, 0, 0.1, 0},
+    {40, 30, 0, 1, NAN, NAN, 0, 0.1, 0}};
+
+class WarpTable : public ::testing::TestWithParam<std::tuple<int, int>> {};
+
+// Every engine (-1: WarpBilinearMS and WarpBilinearMSBy), every order, every
+// case: the layers and markers are those of the definition, bit for bit.
+TEST_P(WarpTable, EqualsTheDefinitionBitForBit) {
+  const auto [kind, order] = GetParam();
+  unsigned seed = 5;
+  for (const warpCase& c : warpCases) {
+    layers source = tamble::testing::randomLayers(c.w, c.h, c.blocked, ++seed);
+    if (c.blocked == 0) source.ROI.fill(true);
+    tamble::testing::sprinkle(source, c.nans, NAN, seed);
+    source.markers.add({c.w * 0.3, c.h * 0.6, 1.0, 2.0, true, 1});
+    warpMap = mapFor(c, order);
+    const layers want = reference(source, kind, warpMap);
+    layers got = source;
+    warp(got, kind);
+    EXPECT_TRUE(sameBits(got, want)) << c.w << "x" << c.h << " turned " << c.degrees;
+    if (kind >= 0) continue;
+    got = source;
+    WarpBilinearMSBy(got.field, got.bkgr, got.ROI, [](int y, int x0, int n, double* xs, double* ys) {
+      mapRow(warpMap.forwardX, warpMap.forwardY, warpMap.order, x0, n, y, xs, ys);
+    });
+    got.markers = want.markers;  // the caller's to move
+    EXPECT_TRUE(sameBits(got, want)) << "By, " << c.w << "x" << c.h << " turned " << c.degrees;
   }
 }
 
-}  // namespace
-
-namespace {
-
-// The engine driven by positions gives WarpBilinearMS's bits when the
-// positions are the map's, for maps that reach past every edge.
-TEST(WarpBilinearMSBy, AgreesWithTheMapDrivenEngine) {
-  for (const double degrees : {0.0, 3.0, -11.0}) {
-    turnMap(degrees, 1.04, 40);
-    layers byMap = scene(97, 83), byRows = scene(97, 83);
-    WarpBilinearMS(byMap.field, byMap.bkgr, byMap.ROI, byMap.markers, false, warpMap);
-    WarpBilinearMSBy(byRows.field, byRows.bkgr, byRows.ROI,
-                     [](int y, int x0, int n, double* xs, double* ys) {
-                       mapRow(warpMap.forwardX, warpMap.forwardY, warpMap.order, x0, n, y, xs, ys);
-                     });
-    EXPECT_TRUE(sameBits(byMap.field, byRows.field)) << degrees;
-    EXPECT_TRUE(sameBits(byMap.bkgr, byRows.bkgr)) << degrees;
-    EXPECT_TRUE(sameBits(byMap.ROI, byRows.ROI)) << degrees;
-  }
-}
+INSTANTIATE_TEST_SUITE_P(KindsAndOrders, WarpTable,
+                         ::testing::Combine(::testing::Values(-1, 0, 1, 2),
+                                            ::testing::Values(0, 1, 3, 6, 10)));
 
 }  // namespace

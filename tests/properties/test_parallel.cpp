@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "align/undistort.h"
 #include "convert/darkFlat.h"
 #include "filters/circleFilters.h"
 #include "filters/pointOperations.h"
@@ -192,6 +193,10 @@ const parallelCase cases[] = {
     {"WarpBilinear", [](layers& l) { warp(l, 1, 1.05); }},
     {"WarpBicubicTabled", [](layers& l) { warp(l, 2, 1.05); }},
     {"WarpBicubicSolved", [](layers& l) { warp(l, 2, 3.3); }},
+    // Pincushion about an off-centre point: the corners' sources lie off
+    // the image.
+    {"UndistortImage",
+     [](layers& l) { UndistortImage(l.field, l.bkgr, l.ROI, l.markers, 121.3, 140.6, 2e-6, 3e-12); }},
     {"SubtractDark",
      [](layers& l) { EXPECT_TRUE(subtractDark(l.field, l.bkgr, second().field, second().bkgr)); }},
     // A flat of values from 0 to 100: defects on both sides to fill.
