@@ -53,6 +53,19 @@ pairScene makePair(int W, int H, const pointMap& p, int step = 20) {
   return s;
 }
 
+// The largest difference, on a grid inside the image, between the aligned
+// image and the pattern carried by p: what a perfect alignment would show.
+double worstOnGrid(const zel::image& aligned, const pointMap& p) {
+  double worst = 0;
+  for (int y = 10; y < 130; y += 7)
+    for (int x = 10; x < 150; x += 7) {
+      double u = 0, v = 0;
+      p(x, y, u, v);
+      worst = std::max(worst, std::fabs(double{aligned.field()(x, y)} - pattern(u, v)));
+    }
+  return worst;
+}
+
 struct knownMap {
   const char* name;
   int order;  // terms the polynomial needs: 1, 3, 6 or 10
@@ -92,13 +105,8 @@ TEST(ImageAlign, RecoversAndUndoesAKnownDisplacement) {
       const alignOutcome done = ImageAlign(s.first, s.second, settings, map);
       ASSERT_TRUE(done.warped) << k.name << " rtype " << rtype;
       EXPECT_EQ(done.pairs, s.second.markers.count()) << k.name;
-      double worstValue = 0, worstMarker = 0;
-      for (int y = 10; y < 130; y += 7)
-        for (int x = 10; x < 150; x += 7) {
-          double u = 0, v = 0;
-          k.p(x, y, u, v);
-          worstValue = std::max(worstValue, std::fabs(double{s.first.field()(x, y)} - pattern(u, v)));
-        }
+      const double worstValue = worstOnGrid(s.first, k.p);
+      double worstMarker = 0;
       for (int i = 0; i < s.first.markers.count(); ++i)
         worstMarker = std::max(worstMarker, std::hypot(s.first.markers.items[i].x - s.second.markers.items[i].x,
                                                        s.first.markers.items[i].y - s.second.markers.items[i].y));
@@ -115,14 +123,7 @@ TEST(ImageAlign, MacroAlignmentFollowsTheDisplacementToo) {
   settings.macro = true;
   polynomialState map;
   ASSERT_TRUE(ImageAlign(s.first, s.second, settings, map).warped);
-  double worst = 0;
-  for (int y = 10; y < 130; y += 7)
-    for (int x = 10; x < 150; x += 7) {
-      double u = 0, v = 0;
-      maps[3].p(x, y, u, v);
-      worst = std::max(worst, std::fabs(double{s.first.field()(x, y)} - pattern(u, v)));
-    }
-  EXPECT_LT(worst, 0.3);
+  EXPECT_LT(worstOnGrid(s.first, maps[3].p), 0.3);
 }
 
 // What ends an alignment says so, and the image stays as it was; what lowers
