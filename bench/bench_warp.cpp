@@ -163,6 +163,7 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 #ifdef TAMBLE_BENCH_OPENCV
   cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
+  std::printf("threads: %d for the engines and for OpenCV\n", cv::getNumThreads());
 #endif
   tamble::bench::ratioReporter reporter(ratios);
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -17,7 +17,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "api/errors.h"
@@ -43,24 +42,28 @@ constexpr maskCode background = 1, offROI = 2;
 class snapshot {
  public:
   static constexpr int margin = 4;
-  // Slack after the last row: eight-lane loads may run past a row's end.
+  // Slack after the last row: eight-lane loads may run past a row's end. Its
+  // first element is the sentinel, value 0 with the outside masks, that
+  // stands for every source off the image.
   static constexpr int slack = 8;
 
   snapshot(const fieldStore& field, const maskStore& bkgr, const maskStore& ROI)
       : W(field.width()),
         H(field.height()),
         stride(W + 2 * margin),
-        values_(static_cast<std::size_t>(stride) * (H + 2 * margin) + slack),
-        codes_(static_cast<std::size_t>(stride) * (H + 2 * margin) + slack) {
+        size_(static_cast<std::size_t>(stride) * (H + 2 * margin)),
+        values_(size_ + slack),
+        codes_(size_ + slack) {
     std::vector<char> rowHoles(static_cast<std::size_t>(H + 2 * margin), 0);
     zel::forEachRow(H + 2 * margin, field.count, [&](int py) {
       copyRow(field, py);
       rowHoles[static_cast<std::size_t>(py)] = packRow(bkgr, ROI, py);
     });
-    std::fill_n(values_.p + (values_.size - slack), slack, 0.0f);
-    std::fill_n(codes_.p + (codes_.size - slack), slack, maskCode{0});
     holes = std::find(rowHoles.begin(), rowHoles.end(), 1) != rowHoles.end();
     outside = holes ? background | offROI : background;
+    std::fill_n(values_.p + size_, slack, 0.0f);
+    std::fill_n(codes_.p + size_, slack, maskCode{0});
+    codes_.p[sentinel()] = outside;
   }
 
   const int W, H;
@@ -70,23 +73,14 @@ class snapshot {
 
   // Index of pixel (x, y), x and y from -margin.
   std::ptrdiff_t at(int x, int y) const { return (y + margin) * stride + x + margin; }
+  std::ptrdiff_t sentinel() const { return static_cast<std::ptrdiff_t>(size_); }
   const float* values() const { return values_.p; }
   const maskCode* codes() const { return codes_.p; }
 
  private:
-  // A buffer that is not initialised: every element is written once.
-  template <class T>
-  struct buffer {
-    explicit buffer(std::size_t n) : size(n), p(new T[n]) {}
-    ~buffer() { delete[] p; }
-    buffer(const buffer&) = delete;
-    buffer& operator=(const buffer&) = delete;
-    std::size_t size;
-    T* p;
-  };
-
   void copyRow(const fieldStore& field, int py) {
-    const float* from = field.data + static_cast<std::size_t>(std::clamp(py - margin, 0, H - 1)) * W;
+    const float* from =
+        field.data + static_cast<std::size_t>(std::clamp(py - margin, 0, H - 1)) * W;
     float* to = values_.p + static_cast<std::size_t>(py) * stride;
     std::fill(to, to + margin, from[0]);
     std::copy(from, from + W, to + margin);
@@ -100,19 +94,21 @@ class snapshot {
     const int y = py - margin;
     if (y < 0 || y >= H) return false;
     const std::size_t first = static_cast<std::size_t>(y) * W;
-    const bool* b = bkgr.data + first;
-    const bool* r = ROI.data + first;
+    // A bool is the byte 0 or 1: read as bytes, the loop runs in vector lanes.
+    const auto* b = reinterpret_cast<const unsigned char*>(bkgr.data + first);
+    const auto* r = reinterpret_cast<const unsigned char*>(ROI.data + first);
     maskCode off = 0;
-    for (int x = 0; x < W; ++x) {
-      const maskCode c = static_cast<maskCode>(b[x] | (!r[x]) << 1);
+    for (int x = 0, w = W; x < w; ++x) {  // w: a store to `to` could change W
+      const auto c = static_cast<maskCode>(b[x] | (r[x] ^ 1) << 1);
       to[margin + x] = c;
       off |= c;
     }
     return (off & offROI) != 0;
   }
 
-  buffer<float> values_;
-  buffer<maskCode> codes_;
+  const std::size_t size_;  // the planes without the slack
+  zel::Array<float> values_;
+  zel::Array<maskCode> codes_;
 };
 
 // Where the new layers go, in place: they are read only through the snapshot.
@@ -123,8 +119,22 @@ struct target {
 
   void write(std::size_t i, float value, maskCode code) const {
     field[i] = value;
+    writeMasks(i, code);
+  }
+  void writeMasks(std::size_t i, maskCode code) const {
     bkgr[i] = (code & background) != 0;
     roi[i] = (code & offROI) == 0;
+  }
+  // The masks of n pixels from i on. A bool is the byte 0 or 1, so the
+  // masks are written as bytes, which runs in vector lanes.
+  void writeMasks(std::size_t i, const maskCode* code, int n) const {
+    static_assert(sizeof(bool) == 1);
+    auto* b = reinterpret_cast<unsigned char*>(bkgr + i);
+    auto* r = reinterpret_cast<unsigned char*>(roi + i);
+    for (int k = 0; k < n; ++k) {
+      b[k] = code[k] & background;
+      r[k] = ((code[k] >> 1) & 1) ^ 1;
+    }
   }
 };
 
@@ -152,15 +162,16 @@ struct tile {
 };
 
 // Calls tileFn(tile, scratch) over the output. Bands of tiles run in
-// parallel; each thread has its own Scratch, made once per call. Small images
-// are not worth the threads.
+// parallel, handed out one at a time, so that a thread slowed by other work
+// holds up no one; each thread has its own Scratch, made once per call. Small
+// images are not worth the threads.
 template <class Scratch, class TileFn>
 void forEachTile(const snapshot& src, TileFn tileFn) {
   const std::uint64_t pixels = static_cast<std::uint64_t>(src.W) * src.H;
   const int threads = pixels >= zel::parallelThreshold ? omp_get_max_threads() : 1;
   std::vector<Scratch> scratch(static_cast<std::size_t>(threads));
   const int bands = (src.H + tileHeight - 1) / tileHeight;
-#pragma omp parallel for schedule(static) num_threads(threads)
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
   for (int band = 0; band < bands; ++band) {
     Scratch& s = scratch[static_cast<std::size_t>(omp_get_thread_num())];
     const int y0 = band * tileHeight, h = std::min(tileHeight, src.H - y0);
@@ -169,40 +180,19 @@ void forEachTile(const snapshot& src, TileFn tileFn) {
   }
 }
 
-// Where the output pixels of two tile rows take their value from: the row
-// being resampled and the next.
+// Where the output pixels of one tile row take their value from.
 struct rowScratch {
-  double xs[2][tileWidth], ys[2][tileWidth];
+  double xs[tileWidth], ys[tileWidth];
 };
-
-// Asks the cache for the source lines that the positions will read, a row
-// ahead: each source line is read about once, along a path across the rows
-// that the processor's own prefetching cannot follow.
-void prefetchSources(const snapshot& src, int n, const double* xs, const double* ys) {
-  const float* values = src.values() + src.at(0, 0);
-  const maskCode* codes = src.codes() + src.at(0, 0);
-  for (int i = 0; i < n; i += 8) {
-    if (!(xs[i] > -1.0 && xs[i] < src.W && ys[i] > -1.0 && ys[i] < src.H)) continue;
-    const std::ptrdiff_t at = static_cast<int>(ys[i]) * src.stride + static_cast<int>(xs[i]);
-    __builtin_prefetch(values + at);
-    __builtin_prefetch(values + at + src.stride);
-    __builtin_prefetch(codes + at);
-  }
-}
 
 // rowFn(first output index, count, xs, ys) for every tile row; `where`
 // fills the source positions.
 template <class Where, class RowFn>
 void forEachSourceRow(const snapshot& src, Where where, RowFn rowFn) {
   forEachTile<rowScratch>(src, [&](const tile& t, rowScratch& s) {
-    where(t.y0, t.x0, t.w, s.xs[0], s.ys[0]);
     for (int y = t.y0; y < t.y0 + t.h; ++y) {
-      const int now = (y - t.y0) & 1, next = now ^ 1;
-      if (y + 1 < t.y0 + t.h) {
-        where(y + 1, t.x0, t.w, s.xs[next], s.ys[next]);
-        prefetchSources(src, t.w, s.xs[next], s.ys[next]);
-      }
-      rowFn(static_cast<std::size_t>(y) * src.W + t.x0, t.w, s.xs[now], s.ys[now]);
+      where(y, t.x0, t.w, s.xs, s.ys);
+      rowFn(static_cast<std::size_t>(y) * src.W + t.x0, t.w, s.xs, s.ys);
     }
   });
 }
@@ -213,7 +203,7 @@ void forEachSourceRow(const snapshot& src, Where where, RowFn rowFn) {
 struct plane {
   const float* values;
   const maskCode* codes;
-  std::ptrdiff_t stride;
+  std::ptrdiff_t stride, sentinel;
   int W, H;
   maskCode outside;
 
@@ -221,6 +211,7 @@ struct plane {
       : values(s.values() + s.at(0, 0)),
         codes(s.codes() + s.at(0, 0)),
         stride(s.stride),
+        sentinel(s.sentinel() - s.at(0, 0)),
         W(s.W),
         H(s.H),
         outside(s.outside) {}
@@ -242,55 +233,105 @@ float bilinear(const float* p, std::ptrdiff_t stride, bool lastColumn, bool last
   return static_cast<float>(p[0] * (1 - tx) + p[1] * tx);
 }
 
-// WarpBilinearMS: trunc(f) must lie in the image, so f in (-1, n) is inside
-// (NaN is not).
-bool truncInside(double f, int n) { return f > -1.0 && f < n; }
+// WarpInterp: the nearest pixel trunc(f + 0.5) must lie in the image, which
+// for negative f reaches down to -1.5, since trunc goes toward zero; so f in
+// (-1.5, n - 0.5) is inside, NaN is not.
 
-// The pixel loops decide inside or outside without a branch and truncate
-// only positions that are inside; an outside pixel reads pixel (0, 0) and
-// drops what it read.
+// The index of each pixel's nearest source pixel, or the sentinel's for a
+// source off the image: without a branch, so that it runs in vector lanes
+// where the processor has them.
+TAMBLE_CLONES void nearestIndices(const double* xs, const double* ys, int n, int W, int H,
+                                  std::ptrdiff_t stride, std::ptrdiff_t sentinel,
+                                  std::ptrdiff_t* at) {
+  for (int i = 0; i < n; ++i) {
+    const double sx = xs[i] + 0.5, sy = ys[i] + 0.5;
+    const bool inside = (sx > -1.0) & (sx < W) & (sy > -1.0) & (sy < H);
+    const double cx = inside ? sx : 0.0, cy = inside ? sy : 0.0;  // safe to truncate
+    const std::ptrdiff_t p = static_cast<std::ptrdiff_t>(static_cast<int>(cy)) * stride;
+    at[i] = inside ? p + static_cast<int>(cx) : sentinel;
+  }
+}
+
+// Kind 0: the nearest pixel's value and masks.
+void nearestRow(const plane src, const target out, std::size_t o, int n, const double* xs,
+                const double* ys) {
+  std::ptrdiff_t at[tileWidth];
+  maskCode codes[tileWidth];
+  nearestIndices(xs, ys, n, src.W, src.H, src.stride, src.sentinel, at);
+  for (int i = 0; i < n; ++i) {
+    out.field[o + i] = src.values[at[i]];
+    codes[i] = src.codes[at[i]];
+  }
+  out.writeMasks(o, codes, n);
+}
+
+// The bilinear engines' positions: per pixel the block's first pixel
+// (ix, iy), its index and its fractions, and the index of the pixel whose
+// masks count, or the sentinel's for a source off the image. With half = 0.5
+// that is the nearest pixel (WarpInterp); with half = 0 the block's own,
+// trunc(f) (WarpBilinearMS: f in (-1, n) is inside). ix and iy reach -1 with half = 0.5, where the
+// border stands in for the edge pixel; a source off the image gives pixel (0, 0). Without a branch,
+// so that it runs in vector lanes.
+struct blockRow {
+  int ix[tileWidth], iy[tileWidth];
+  std::ptrdiff_t at[tileWidth], nearest[tileWidth];
+  double tx[tileWidth], ty[tileWidth];
+};
+
+TAMBLE_CLONES void blockIndices(const double* xs, const double* ys, int n, double half, int W,
+                                int H, std::ptrdiff_t stride, std::ptrdiff_t sentinel,
+                                blockRow& b) {
+  for (int i = 0; i < n; ++i) {
+    const double sx = xs[i] + half, sy = ys[i] + half;
+    const bool inside = (sx > -1.0) & (sx < W) & (sy > -1.0) & (sy < H);
+    const double fx = inside ? xs[i] : 0.0, fy = inside ? ys[i] : 0.0;  // safe to truncate
+    const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
+    const int rx = static_cast<int>(fx + half), ry = static_cast<int>(fy + half);
+    b.ix[i] = ix;
+    b.iy[i] = iy;
+    b.at[i] = static_cast<std::ptrdiff_t>(iy) * stride + ix;
+    b.nearest[i] = inside ? static_cast<std::ptrdiff_t>(ry) * stride + rx : sentinel;
+    b.tx[i] = fx;
+    b.ty[i] = fy;
+  }
+  for (int i = 0; i < n; ++i) {  // in a loop of their own, both run in vector lanes
+    b.tx[i] -= b.ix[i];
+    b.ty[i] -= b.iy[i];
+  }
+}
+
+// WarpBilinearMS.
 void bilinearMSRow(const plane src, const target out, std::size_t o, int n, const double* xs,
                    const double* ys) {
-  for (int i = 0; i < n; ++i, ++o) {
-    const bool inside = truncInside(xs[i], src.W) & truncInside(ys[i], src.H);
-    const double fx = inside ? xs[i] : 0.0, fy = inside ? ys[i] : 0.0;
-    const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-    const std::ptrdiff_t at = src.at(ix, iy);
-    const float value = bilinear(src.values + at, src.stride, ix == src.W - 1, iy == src.H - 1,
-                                 fx - ix, fy - iy);
+  blockRow b;
+  maskCode codes[tileWidth];
+  blockIndices(xs, ys, n, 0.0, src.W, src.H, src.stride, src.sentinel, b);
+  for (int i = 0; i < n; ++i) {
+    const float value = bilinear(src.values + b.at[i], src.stride, b.ix[i] == src.W - 1,
+                                 b.iy[i] == src.H - 1, b.tx[i], b.ty[i]);
     // Only the neighbours count, not (ix, iy) itself: the edge of a mask
     // stays thin instead of growing by the interpolation's reach.
-    const maskCode* c = src.codes + at;
-    const maskCode code = c[1] | c[src.stride] | c[src.stride + 1];
-    out.write(o, inside ? value : 0.0f, inside ? code : src.outside);
+    const maskCode* c = src.codes + b.at[i];
+    const bool inside = b.nearest[i] != src.sentinel;
+    out.field[o + i] = inside ? value : 0.0f;
+    codes[i] = inside ? c[1] | c[src.stride] | c[src.stride + 1] : src.outside;
   }
+  out.writeMasks(o, codes, n);
 }
 
-// WarpInterp: the nearest pixel trunc(f + 0.5) must lie in the image, which
-// for negative f reaches down to -1.5, since trunc goes toward zero.
-bool nearestInside(double f, int n) {
-  const double s = f + 0.5;
-  return s > -1.0 && s < n;
-}
-
-// Kinds 0 and 1; both take the masks of the nearest pixel. ix and iy reach
-// -1, where the border stands in for the edge pixel.
-template <int Kind>
-void interpRow(const plane src, const target out, std::size_t o, int n, const double* xs,
-               const double* ys) {
-  for (int i = 0; i < n; ++i, ++o) {
-    const bool inside = nearestInside(xs[i], src.W) & nearestInside(ys[i], src.H);
-    const double fx = inside ? xs[i] : 0.0, fy = inside ? ys[i] : 0.0;
-    const std::ptrdiff_t nearest =
-        src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5));
-    float value = src.values[nearest];
-    if constexpr (Kind == 1) {
-      const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-      value = bilinear(src.values + src.at(ix, iy), src.stride, ix == src.W - 1,
-                       iy == src.H - 1, fx - ix, fy - iy);
-    }
-    out.write(o, inside ? value : 0.0f, inside ? src.codes[nearest] : src.outside);
+// Kind 1: the bilinear value, the masks of the nearest pixel.
+void bilinearRow(const plane src, const target out, std::size_t o, int n, const double* xs,
+                 const double* ys) {
+  blockRow b;
+  maskCode codes[tileWidth];
+  blockIndices(xs, ys, n, 0.5, src.W, src.H, src.stride, src.sentinel, b);
+  for (int i = 0; i < n; ++i) {
+    const float value = bilinear(src.values + b.at[i], src.stride, b.ix[i] == src.W - 1,
+                                 b.iy[i] == src.H - 1, b.tx[i], b.ty[i]);
+    out.field[o + i] = b.nearest[i] != src.sentinel ? value : 0.0f;
+    codes[i] = src.codes[b.nearest[i]];
   }
+  out.writeMasks(o, codes, n);
 }
 
 // Kind 2. A pixel needs twelve splines: ten that depend on the data alone (one
@@ -310,8 +351,12 @@ constexpr int laneCount = 8;
 using lanes = float __attribute__((vector_size(laneCount * sizeof(float))));
 using laneMask = int __attribute__((vector_size(laneCount * sizeof(int))));
 
-void load(lanes& v, const float* p) { std::memcpy(&v, p, sizeof v); }
-void store(float* p, const lanes& v) { std::memcpy(p, &v, sizeof v); }
+// Loads and stores of eight floats at any float's address, straight to and
+// from a register.
+using floatRun = float
+    __attribute__((vector_size(laneCount * sizeof(float)), may_alias, aligned(alignof(float))));
+void load(lanes& v, const float* p) { v = *reinterpret_cast<const floatRun*>(p); }
+void store(float* p, const lanes& v) { *reinterpret_cast<floatRun*>(p) = v; }
 
 #ifdef __SSE__
 // The halves of a group, in registers: a round trip through memory would
@@ -333,7 +378,7 @@ void squareRoot(lanes& v) {
 // Bit l set where lane l of a comparison holds.
 unsigned laneBits(const laneMask& m) {
 #ifdef __SSE__
-  const lanes v = reinterpret_cast<const lanes&>(m);
+  const lanes v = __builtin_bit_cast(lanes, m);
   return static_cast<unsigned>(_mm_movemask_ps(low(v)) | _mm_movemask_ps(high(v)) << 4);
 #else
   unsigned bits = 0;
@@ -367,8 +412,8 @@ void appendLanes(unsigned bits, int first, int* list, int& count) {
 // q after it. Outside 1/3 to 3 it is damped, raised to e = 2/(r*r + 1) when
 // small, r the difference after q, and to 2/(dm*dm + 1) when large, dm the
 // difference before p. `bits` marks the lanes to damp; e is theirs.
-void weigh(const lanes& p, const lanes& q, const lanes& r, const lanes& dm, lanes& w, lanes& e,
-           unsigned& bits) {
+void weighLanes(const lanes& p, const lanes& q, const lanes& r, const lanes& dm, lanes& w, lanes& e,
+                unsigned& bits) {
   w = (q * q + 1.0f) / (p * p + 1.0f);
   squareRoot(w);
   const laneMask low = w < 0.33333334f;
@@ -382,6 +427,13 @@ template <class T>
 T pieceValue(T y, T b, T c, T d, T t) {
   const T t2 = t * t, t3 = t2 * t;
   return y + b * t + c * t2 + d * t3;
+}
+
+// pieceValue in eight lanes, all at one t.
+void pieceValues(const lanes& y, const lanes& b, const lanes& c, const lanes& d, float t,
+                 lanes& v) {
+  const float t2 = t * t, t3 = t2 * t;
+  v = y + b * t + c * t2 + d * t3;
 }
 
 // Knot j of spline i stands at y[j][i]; piece 2 of spline i goes to b[i],
@@ -409,8 +461,8 @@ struct knotGroup {
 // w3) on: the forward sweep and the back substitution down to piece 2, the
 // same operations in the same order, without the factors of h = 1
 // (multiplying by 1 changes no bit).
-[[gnu::always_inline]] inline void sweep(const knotRows& k, int m, const float* w1,
-                                         const float* w2, const float* w3, const pieceRows& out) {
+[[gnu::always_inline]] inline void sweep(const knotRows& k, int m, const float* w1, const float* w2,
+                                         const float* w3, const pieceRows& out) {
   lanes a, b, c;
   for (int i = 0; i < m; i += laneCount) {
     const knotGroup g(k, i);
@@ -468,7 +520,7 @@ class splineBatch {
       for (int j = 0; j < 3; ++j) {
         lanes w, e;
         unsigned bits;
-        weigh(g.D[j], g.D[j + 1], r[j], dm[j], w, e, bits);
+        weighLanes(g.D[j], g.D[j + 1], r[j], dm[j], w, e, bits);
         store(w_ + j * chunk + i, w);
         store(e_ + j * chunk + i, e);
         appendLanes(bits & valid, j * chunk + i, list_, count);
@@ -517,7 +569,7 @@ class knotWeights {
       const knotGroup g(k, i);
       lanes w, e;
       unsigned bits;
-      ::tamble::weigh(g.D[1], g.D[2], g.D[3], g.D[0], w, e, bits);
+      weighLanes(g.D[1], g.D[2], g.D[3], g.D[0], w, e, bits);
       store(a + i, w);
       store(b + i, w);
       store(c + i, w);
@@ -552,14 +604,16 @@ struct tileScratch {
   int count = 0;       // inside pixels of the tile
   int x0, x1, y0, y1;  // bounding box of their block centres
   double xs[tileWidth], ys[tileWidth];
+  blockRow block;
   std::size_t index[tilePixels];  // output pixel
   int ix[tilePixels], iy[tilePixels];
-  float tx[tilePixels], ty[tilePixels];
+  float tx[tilePixels + laneCount], ty[tilePixels + laneCount], values[tilePixels + laneCount];
   // The five values at the pixel's fraction of the column (across) and row
   // (down) splines: the knots of its last two splines.
   float across[5][tilePixels + laneCount], down[5][tilePixels + laneCount];
   pieceTable columns, rows, last;  // the tables; the last two splines
   floats weights[3];               // the tables' knot weights
+  floats turned;                   // the tile's block turned over
   floats knots[5];                 // pixel by pixel: the knots of the data splines
   splineBatch batch;
   knotWeights knotBatch;
@@ -572,90 +626,102 @@ void collectTile(const plane src, const polynomialState& map, const tile& t, til
   s.count = 0;
   s.x0 = s.y0 = src.W + src.H;
   s.x1 = s.y1 = -1;
+  blockRow& b = s.block;
   for (int r = 0; r < t.h; ++r) {
     const int y = t.y0 + r;
     mapRow(map.forwardX, map.forwardY, map.order, t.x0, t.w, y, s.xs, s.ys);
+    blockIndices(s.xs, s.ys, t.w, 0.5, src.W, src.H, src.stride, src.sentinel, b);
     for (int c = 0; c < t.w; ++c) {
       const std::size_t o = static_cast<std::size_t>(y) * src.W + t.x0 + c;
-      const double fx = s.xs[c], fy = s.ys[c];
-      if (!nearestInside(fx, src.W) || !nearestInside(fy, src.H)) {
+      if (b.nearest[c] == src.sentinel) {
         out.write(o, 0.0f, src.outside);
         continue;
       }
-      const maskCode code =
-          src.codes[src.at(static_cast<int>(fx + 0.5), static_cast<int>(fy + 0.5))];
-      out.write(o, 0.0f, code);  // the value follows once the tile is solved
-      const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
+      out.writeMasks(o, src.codes[b.nearest[c]]);  // the value follows later
       const int k = s.count++;
       s.index[k] = o;
-      s.ix[k] = ix;
-      s.iy[k] = iy;
-      s.tx[k] = static_cast<float>(fx - ix);
-      s.ty[k] = static_cast<float>(fy - iy);
-      s.x0 = std::min(s.x0, ix);
-      s.x1 = std::max(s.x1, ix);
-      s.y0 = std::min(s.y0, iy);
-      s.y1 = std::max(s.y1, iy);
+      s.ix[k] = b.ix[c];
+      s.iy[k] = b.iy[c];
+      s.tx[k] = static_cast<float>(b.tx[c]);
+      s.ty[k] = static_cast<float>(b.ty[c]);
+      s.x0 = std::min(s.x0, b.ix[c]);
+      s.x1 = std::max(s.x1, b.ix[c]);
+      s.y0 = std::min(s.y0, b.iy[c]);
+      s.y1 = std::max(s.y1, b.iy[c]);
     }
   }
 }
 
-// Column pieces for centre rows y0..y1 and columns x0-2..x1+2: the knots of a
-// table row lie side by side in five rows of the snapshot, and so do the
-// weights of its knots, rows y0-1..y1+1 (which reach row y0-3: the
-// snapshot's border is four deep). Rows are solved in order, so a row's
-// groups of eight may spill into the next before it is solved.
-void solveColumns(const plane src, tileScratch& s) {
-  const int n = s.x1 - s.x0 + 5, knotRowsCount = s.y1 - s.y0 + 3;
-  const std::size_t size = static_cast<std::size_t>(n) * knotRowsCount;
+// The pieces of the splines down the columns of a block of rows, lanes
+// 0..n-1 side by side in each row: `centre` points at the row of the first
+// centre, the block reaches three rows beyond the first and last centres.
+// Knot rows -1..count go through knotWeights, then each centre row's
+// splines through one sweep; row r's pieces go to out at r * n. Rows are
+// solved in order, so a row's groups of eight may spill into the next
+// before it is solved.
+void solveDown(const float* centre, std::ptrdiff_t stride, int count, int n, tileScratch& s,
+               pieceTable& table) {
+  const std::size_t size = static_cast<std::size_t>(n) * (count + 2);
   float *a = s.weights[0].reserve(size), *b = s.weights[1].reserve(size),
         *c = s.weights[2].reserve(size);
-  auto around = [&](int y) {  // rows y-2 .. y+2 from column x0-2
-    const float* p = src.values + src.at(s.x0 - 2, y - 2);
-    const std::ptrdiff_t r = src.stride;
-    return knotRows{{p, p + r, p + 2 * r, p + 3 * r, p + 4 * r}};
+  auto around = [&](int r) {  // rows r-2 .. r+2
+    const float* p = centre + (r - 2) * stride;
+    return knotRows{{p, p + stride, p + 2 * stride, p + 3 * stride, p + 4 * stride}};
   };
-  for (int k = 0; k < knotRowsCount; ++k) {
+  for (int k = 0; k < count + 2; ++k) {
     const std::size_t at = static_cast<std::size_t>(k) * n;
-    s.knotBatch.weigh(around(s.y0 - 1 + k), n, a + at, b + at, c + at);
+    s.knotBatch.weigh(around(k - 1), n, a + at, b + at, c + at);
   }
-  const pieceRows out = s.columns.reserve(static_cast<std::size_t>(n) * (s.y1 - s.y0 + 1));
-  for (int y = s.y0; y <= s.y1; ++y) {
-    const std::size_t k = static_cast<std::size_t>(y - s.y0) * n;  // knot y - 1
-    sweepAt(around(y), n, a + k, b + k + n, c + k + 2 * n, out.from(k));
-  }
-}
-
-// Row pieces for centre columns x0..x1 and rows y0-2..y1+2, a row at a time:
-// the weights of knots x0-1..x1+1, then the pieces.
-void solveRows(const plane src, tileScratch& s) {
-  const int n = s.x1 - s.x0 + 1;
-  float *a = s.weights[0].reserve(n + 2), *b = s.weights[1].reserve(n + 2),
-        *c = s.weights[2].reserve(n + 2);
-  const pieceRows out = s.rows.reserve(static_cast<std::size_t>(n) * (s.y1 - s.y0 + 5));
-  for (int y = s.y0 - 2; y <= s.y1 + 2; ++y) {
-    const float* p = src.values + src.at(s.x0 - 3, y);  // two before knot x0 - 1
-    s.knotBatch.weigh({{p, p + 1, p + 2, p + 3, p + 4}}, n + 2, a, b, c);
-    sweepAt({{p + 1, p + 2, p + 3, p + 4, p + 5}}, n, a, b + 1, c + 2,
-            out.from(static_cast<std::size_t>(y - s.y0 + 2) * n));
+  const pieceRows out = table.reserve(static_cast<std::size_t>(n) * count);
+  for (int r = 0; r < count; ++r) {
+    const std::size_t k = static_cast<std::size_t>(r) * n;  // knot r - 1
+    sweepAt(around(r), n, a + k, b + k + n, c + k + 2 * n, out.from(k));
   }
 }
 
-// The ten data splines at each pixel's fractions, from the tables.
-void firstStageTabled(const plane src, tileScratch& s) {
-  const int bw = s.x1 - s.x0 + 1;
+// The tables. Column pieces for centre rows y0..y1 and columns x0-2..x1+2
+// straight from the snapshot (its border is four deep: the weights of knot
+// row y0-1 reach row y0-3). Row pieces for centre columns x0..x1 and rows
+// y0-2..y1+2 from the block turned over, x0-3..x1+3 by y0-2..y1+2, in
+// which they run down the columns too and come out with the five a pixel
+// needs side by side.
+void solveTables(const plane src, tileScratch& s) {
+  const int bw = s.x1 - s.x0 + 1, bh = s.y1 - s.y0 + 1;
+  solveDown(src.values + src.at(s.x0 - 2, s.y0), src.stride, bh, bw + 4, s, s.columns);
+  const int tw = bh + 4;  // a row of the turned block: one column of the source
+  float* turned = s.turned.reserve(static_cast<std::size_t>(bw + 6) * tw);
+  for (int y = 0; y < tw; ++y) {
+    const float* from = src.values + src.at(s.x0 - 3, s.y0 - 2 + y);
+    for (int x = 0; x < bw + 6; ++x) turned[x * tw + y] = from[x];
+  }
+  solveDown(turned + 3 * tw, tw, bw, tw, s, s.rows);
+}
+
+// The ten data splines at each pixel's fractions, from the tables: the five
+// pieces of each order and their knots lie side by side, so one group of
+// eight lanes evaluates them.
+TAMBLE_CLONES void firstStageTabled(const plane src, tileScratch& s) {
+  const int bw = s.x1 - s.x0 + 1, tw = s.y1 - s.y0 + 5;
   const pieceRows c = {s.columns.b.v.data(), s.columns.c.v.data(), s.columns.d.v.data()};
   const pieceRows r = {s.rows.b.v.data(), s.rows.c.v.data(), s.rows.d.v.data()};
+  const float* turned = s.turned.v.data();
+  lanes y, b, cc, d, v;
   for (int k = 0; k < s.count; ++k) {
-    const float* p = src.values + src.at(s.ix[k], s.iy[k]);
-    const std::size_t ci = static_cast<std::size_t>(s.iy[k] - s.y0) * (bw + 4) + (s.ix[k] - s.x0);
-    const std::size_t ri = static_cast<std::size_t>(s.iy[k] - s.y0) * bw + (s.ix[k] - s.x0);
-    const float tx = s.tx[k], ty = s.ty[k];
-    for (int j = 0; j < 5; ++j) {
-      s.across[j][k] = pieceValue(p[j - 2], c.b[ci + j], c.c[ci + j], c.d[ci + j], ty);
-      const std::size_t rj = ri + static_cast<std::size_t>(j) * bw;
-      s.down[j][k] = pieceValue(p[(j - 2) * src.stride], r.b[rj], r.c[rj], r.d[rj], tx);
-    }
+    const int cx = s.ix[k] - s.x0, cy = s.iy[k] - s.y0;
+    const std::size_t ci = static_cast<std::size_t>(cy) * (bw + 4) + cx;
+    load(y, src.values + src.at(s.ix[k] - 2, s.iy[k]));
+    load(b, c.b + ci);
+    load(cc, c.c + ci);
+    load(d, c.d + ci);
+    pieceValues(y, b, cc, d, s.ty[k], v);
+    for (int j = 0; j < 5; ++j) s.across[j][k] = v[j];
+    const std::size_t ri = static_cast<std::size_t>(cx) * tw + cy;
+    load(y, turned + static_cast<std::size_t>(cx + 3) * tw + cy);
+    load(b, r.b + ri);
+    load(cc, r.c + ri);
+    load(d, r.d + ri);
+    pieceValues(y, b, cc, d, s.tx[k], v);
+    for (int j = 0; j < 5; ++j) s.down[j][k] = v[j];
   }
 }
 
@@ -691,17 +757,36 @@ void firstStageAlone(const plane src, tileScratch& s) {
   }
 }
 
-// The last two splines and the mean of both orders.
+// The mean of both orders, piece 2 of the spline across at tx and of the one
+// down at ty, eight pixels at a time.
+TAMBLE_CLONES void meanOfOrders(tileScratch& s, const pieceRows& a, const pieceRows& d,
+                                float* values) {
+  lanes y, b, c, e, t, first, other;
+  for (int k = 0; k < s.count; k += laneCount) {
+    load(y, s.across[2] + k);
+    load(b, a.b + k);
+    load(c, a.c + k);
+    load(e, a.d + k);
+    load(t, s.tx + k);
+    first = y + b * t + c * (t * t) + e * (t * t * t);
+    load(y, s.down[2] + k);
+    load(b, d.b + k);
+    load(c, d.c + k);
+    load(e, d.d + k);
+    load(t, s.ty + k);
+    other = y + b * t + c * (t * t) + e * (t * t * t);
+    store(values + k, (first + other) * 0.5f);
+  }
+}
+
+// The last two splines, and the values into the layer.
 void secondStage(tileScratch& s, const target out) {
   const pieceRows a = s.last.reserve(2 * static_cast<std::size_t>(tilePixels) + laneCount);
   const pieceRows d = a.from(tilePixels + laneCount);
   s.batch.solve({{s.across[0], s.across[1], s.across[2], s.across[3], s.across[4]}}, s.count, a);
   s.batch.solve({{s.down[0], s.down[1], s.down[2], s.down[3], s.down[4]}}, s.count, d);
-  for (int k = 0; k < s.count; ++k) {
-    const float first = pieceValue(s.across[2][k], a.b[k], a.c[k], a.d[k], s.tx[k]);
-    const float other = pieceValue(s.down[2][k], d.b[k], d.c[k], d.d[k], s.ty[k]);
-    out.field[s.index[k]] = (first + other) * 0.5f;
-  }
+  meanOfOrders(s, a, d, s.values);
+  for (int k = 0; k < s.count; ++k) out.field[s.index[k]] = s.values[k];
 }
 
 void bicubicTile(const plane src, const polynomialState& map, const tile& t, tileScratch& s,
@@ -712,8 +797,7 @@ void bicubicTile(const plane src, const polynomialState& map, const tile& t, til
   const std::int64_t tableCost = (bw + 4) * bh + bw * (bh + 4);
   // Tables beyond ten pieces a pixel would cost more than solving alone.
   if (tableCost < std::int64_t{10} * s.count) {
-    solveColumns(src, s);
-    solveRows(src, s);
+    solveTables(src, s);
     firstStageTabled(src, s);
   } else {
     firstStageAlone(src, s);
@@ -770,11 +854,11 @@ void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr
     };
     if (kind == 0)
       forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
-        interpRow<0>(p, to, o, n, xs, ys);
+        nearestRow(p, to, o, n, xs, ys);
       });
     else if (kind == 1)
       forEachSourceRow(src, where, [&](std::size_t o, int n, const double* xs, const double* ys) {
-        interpRow<1>(p, to, o, n, xs, ys);
+        bilinearRow(p, to, o, n, xs, ys);
       });
     else
       forEachTile<tileScratch>(

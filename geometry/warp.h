@@ -5,8 +5,9 @@
 // Both read the map with its order (0 and 1 keep the identity part, see
 // mapPoint). An output pixel whose source lies off the image gets value 0 and
 // bkgr set; its ROI is cleared only if the source ROI had a hole somewhere.
-// The layers are replaced only when every output pixel is done, and the
-// result is the same, bit for bit, with any number of threads. An unknown
+// Every output pixel reads a copy of the layers taken before the first is
+// written, and the result is the same, bit for bit, with any number of
+// threads and on any x86-64 (AVX2 or not). An unknown
 // kind or map order raises zel::AlgoError, layers of different sizes
 // zel::DimError; nothing has changed then. There are no zones yet: `zones`
 // true works exactly as false.
@@ -35,7 +36,8 @@ void WarpBilinearMS(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& 
 using sourceRows = std::function<void(int y, int x0, int n, double* xs, double* ys)>;
 
 // WarpBilinearMS through any map: the same sampling and mask rules, with the
-// source positions given by `where`. The markers are the caller's to move.
+// source positions given by `where`, which must not read the layers: they are
+// rewritten row by row. The markers are the caller's to move.
 void WarpBilinearMSBy(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr,
                       zel::arrayStore<bool, 2>& ROI, const sourceRows& where);
 

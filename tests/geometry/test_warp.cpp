@@ -305,7 +305,8 @@ float bilinearValue(At at, int W, int H, double fx, double fy) {
   if (ix == W - 1 && iy == H - 1) return at(ix, iy);
   if (ix == W - 1) return static_cast<float>(f00 * (1 - ty) + f01 * ty);
   if (iy == H - 1) return static_cast<float>(f00 * (1 - tx) + f10 * tx);
-  return static_cast<float>((f00 * (1 - ty) + f01 * ty) * (1 - tx) + (f10 * (1 - ty) + f11 * ty) * tx);
+  return static_cast<float>((f00 * (1 - ty) + f01 * ty) * (1 - tx) +
+                            (f10 * (1 - ty) + f11 * ty) * tx);
 }
 
 // What `kind` (-1: WarpBilinearMS) makes of `s` under `map`.
@@ -370,8 +371,10 @@ polynomialState mapFor(const warpCase& c, int order) {
   const double a = c.degrees * 3.14159265358979 / 180, cx = c.w / 2.0, cy = c.h / 2.0;
   const double k = std::cos(a) * c.scale, s = std::sin(a) * c.scale;
   const double bx = c.bend / c.w, by = c.bend / c.h;
-  const double fx[10] = {cx - k * cx + s * cy + c.shiftX, k, -s, by, bx, -by, by / c.w, 0, bx / c.w, 0};
-  const double fy[10] = {cy - s * cx - k * cy + c.shiftY, s, k, -bx, by, bx, 0, bx / c.h, 0, -by / c.h};
+  const double fx[10] = {
+      cx - k * cx + s * cy + c.shiftX, k, -s, by, bx, -by, by / c.w, 0, bx / c.w, 0};
+  const double fy[10] = {
+      cy - s * cx - k * cy + c.shiftY, s, k, -bx, by, bx, 0, bx / c.h, 0, -by / c.h};
   std::copy(fx, fx + 10, m.forwardX);
   std::copy(fy, fy + 10, m.forwardY);
   if (order == 1) {
@@ -388,12 +391,15 @@ polynomialState mapFor(const warpCase& c, int order) {
 // by 3.3 make kind 2 solve each pixel's splines alone, the others table
 // them; 256 by 260 runs on several threads. The last rows send every source
 // position beyond the range of int, or to NaN.
-const warpCase warpCases[] = {
-    {1, 1, 7, 1.1, 0.6, -0.8, 0.3, 0.0, 0},      {1, 9, -12, 1.2, -1.3, 0.7, 0.2, 0.2, 0},
-    {13, 1, 25, 0.8, 1.4, 0.45, 0.1, 0.2, 0},    {97, 83, 7, 1.1, 0.6, -0.8, 0.3, 0.1, 40},
-    {97, 83, -20, 0.45, -1.2, 1.4, 0.2, 0.0, 40}, {97, 83, 30, 3.3, -1.45, -1.3, 0.1, 0.1, 40},
-    {256, 260, -4, 1.03, 0.3, 0.2, 0.05, 0.1, 60}, {40, 30, 1, 1e10, 1e12, -1e12, 0, 0.1, 0},
-    {40, 30, 0, 1, NAN, NAN, 0, 0.1, 0}};
+const warpCase warpCases[] = {{1, 1, 7, 1.1, 0.6, -0.8, 0.3, 0.0, 0},
+                              {1, 9, -12, 1.2, -1.3, 0.7, 0.2, 0.2, 0},
+                              {13, 1, 25, 0.8, 1.4, 0.45, 0.1, 0.2, 0},
+                              {97, 83, 7, 1.1, 0.6, -0.8, 0.3, 0.1, 40},
+                              {97, 83, -20, 0.45, -1.2, 1.4, 0.2, 0.0, 40},
+                              {97, 83, 30, 3.3, -1.45, -1.3, 0.1, 0.1, 40},
+                              {256, 260, -4, 1.03, 0.3, 0.2, 0.05, 0.1, 60},
+                              {40, 30, 1, 1e10, 1e12, -1e12, 0, 0.1, 0},
+                              {40, 30, 0, 1, NAN, NAN, 0, 0.1, 0}};
 
 class WarpTable : public ::testing::TestWithParam<std::tuple<int, int>> {};
 
@@ -414,9 +420,10 @@ TEST_P(WarpTable, EqualsTheDefinitionBitForBit) {
     EXPECT_TRUE(sameBits(got, want)) << c.w << "x" << c.h << " turned " << c.degrees;
     if (kind >= 0) continue;
     got = source;
-    WarpBilinearMSBy(got.field, got.bkgr, got.ROI, [](int y, int x0, int n, double* xs, double* ys) {
-      mapRow(warpMap.forwardX, warpMap.forwardY, warpMap.order, x0, n, y, xs, ys);
-    });
+    WarpBilinearMSBy(got.field, got.bkgr, got.ROI,
+                     [](int y, int x0, int n, double* xs, double* ys) {
+                       mapRow(warpMap.forwardX, warpMap.forwardY, warpMap.order, x0, n, y, xs, ys);
+                     });
     got.markers = want.markers;  // the caller's to move
     EXPECT_TRUE(sameBits(got, want)) << "By, " << c.w << "x" << c.h << " turned " << c.degrees;
   }
