@@ -1,6 +1,7 @@
 // The documentation's examples and the demonstration script, run as a user
 // would run them, so that neither can drift from what the program does.
 #include <cmath>
+#include <filesystem>
 
 #include "api/image.h"
 #include "host/platform.h"
@@ -61,7 +62,7 @@ bool failureShown(const std::vector<std::string>& expected) {
 class CliDocs : public cliTest {
  protected:
   // The built program first on PATH; no store, log or plug-in of the user's.
-  void runBlock(const std::vector<example>& block) {
+  void runBlock(const std::string& page, const std::vector<example>& block) {
     const std::string folder = std::filesystem::path(TAMBLE_EXE).parent_path().string();
     for (const example& e : block) {
       writeText(dir / "example.sh", "PATH='" + folder + "':$PATH\nexport TAMBLE_STORE='" +
@@ -73,22 +74,28 @@ class CliDocs : public cliTest {
       for (const std::string& line : lines(readText(dir / "output.txt")))
         got.push_back(squeezed(line));
       for (const std::string& line : e.expected) want.push_back(squeezed(line));
-      EXPECT_EQ(got, want) << "docs/cli.md:" << e.line << ": " << e.command;
+      EXPECT_EQ(got, want) << page << ":" << e.line << ": " << e.command;
       EXPECT_EQ(status != 0, failureShown(e.expected))
-          << "docs/cli.md:" << e.line << ": exit " << status << ": " << e.command;
+          << page << ":" << e.line << ": exit " << status << ": " << e.command;
     }
   }
 };
 
-TEST_F(CliDocs, ExamplesOfTheCommandLineGuidePrintWhatTheyShow) {
-  const auto blocks = exampleBlocks(readText(TAMBLE_SOURCE_DIR "/docs/cli.md"));
-  ASSERT_GE(blocks.size(), 10u);
-  for (const auto& block : blocks) {
-    ASSERT_FALSE(block.empty());
-    runBlock(block);
-    std::filesystem::remove_all(dir);  // every block starts in an empty folder
-    std::filesystem::create_directory(dir);
+// Every page of docs/ may hold examples; the command line guide holds most.
+TEST_F(CliDocs, ExamplesOfTheGuidesPrintWhatTheyShow) {
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TAMBLE_SOURCE_DIR "/docs")) {
+    if (entry.path().extension() != ".md") continue;
+    const std::string page = "docs/" + entry.path().filename().string();
+    for (const auto& block : exampleBlocks(readText(entry.path()))) {
+      ASSERT_FALSE(block.empty()) << page;
+      runBlock(page, block);
+      std::filesystem::remove_all(dir);  // every block starts in an empty folder
+      std::filesystem::create_directory(dir);
+      ++count;
+    }
   }
+  EXPECT_GE(count, 10u);
 }
 
 // The command reference is what the descriptors say now; regenerate it with
