@@ -1,6 +1,7 @@
 // tamble: the command-line host. It runs steps on one images list, from its
 // arguments or from a script, with the plug-in loaded as any host loads it.
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -80,9 +81,27 @@ int runSteps(const CLI::App& app, const CLI::App& script, const stepArgs& args,
   return 1;
 }
 
+// What `tamble` alone prints: what it is and the steps a first run needs.
+constexpr const char* firstContact = R"(tamble: wind-tunnel paint images (pressure- and temperature-sensitive paint)
+from the command line.
+
+A first run: make a synthetic run, then run steps on it in one session.
+  tamble synth run                   write a synthetic run and its true maps into ./run
+  tamble script - <<'EOF'            run the lines below, one step each, in one session
+  project run/run.vur                open the run's project: its images enter the list
+  commands                           list the plug-in's commands
+  run dark-frame-subtraction         run one of them (key=value sets a parameter)
+  render wind_on_sens=on.png         draw an image into a PNG picture
+  EOF
+
+tamble --help lists every step, tamble STEP --help the arguments of one.
+The guide is docs/cli.md in the source tree.
+)";
+
 }  // namespace
 
 int main(int argc, char** argv) {
+
   CLI::App app{
       "Wind-tunnel paint images from the command line: each step is one of the "
       "subcommands below; 'script FILE' runs one step per line in one session.",
@@ -93,13 +112,17 @@ int main(int argc, char** argv) {
   addSteps(app, args);
   CLI::App* script = app.add_subcommand("script", "run one step per line of FILE (- for stdin)");
   script->add_option("file", g.script, "script file")->required();
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
     printError(parseErrorText(app, e));
+    return 2;
+  }
+  if (app.get_subcommands().empty()) {  // no step: tell a newcomer where to start
+    std::fputs(firstContact, stdout);
     return 2;
   }
   std::string commandLine;

@@ -95,6 +95,14 @@ TEST_F(CliErrors, ErrorsShowTheirSourceAndTheLogHoldsThem) {
   EXPECT_EQ(log.back().rfind("W:tamble: missing.tif: ", 0), 0u) << log.back();
 }
 
+// No step at all: what tamble is and the steps of a first run.
+TEST_F(CliErrors, NoStepPrintsTheFirstSteps) {
+  const cliResult r = tamble("");
+  EXPECT_EQ(r.status, 2);
+  for (const char* step : {"tamble synth", "project ", "commands", "run ", "render ", "docs/cli.md"})
+    EXPECT_NE(r.out.find(step), std::string::npos) << step << " missing from\n" << r.out;
+}
+
 // Usage errors exit with 2, failures with 1; both name the script line.
 TEST_F(CliErrors, UsageErrorsExitWithTwoAndNameTheLine) {
   EXPECT_EQ(tamble("new a wide 2").status, 2);
