@@ -26,6 +26,19 @@ std::string askSinglePaintKind() {
   return {};
 }
 
+// Why a project is not one of a paint: its file, the source images it
+// brought, and what each paint kind needs.
+std::string notAPaintText(const zel::imagesList& list) {
+  using namespace names;
+  std::string found;
+  for (const char* name : {wind_off_sens, wind_on_sens, wind_off_refe, wind_on_refe})
+    if (present(list, name)) found += std::string(found.empty() ? "" : ", ") + name;
+  return get_vur().project_file + ": not a project of a paint, found " +
+         (found.empty() ? std::string("none of its images") : found) +
+         "; a double paint needs wind_off_sens, wind_on_sens, wind_off_refe and wind_on_refe, "
+         "a single paint wind_off_sens and wind_on_sens. The project is closed.";
+}
+
 }  // namespace
 
 void forgetProject(zel::imagesList& list) {
@@ -46,6 +59,7 @@ std::string determinePaintKind(zel::imagesList& list) {
   const bool sensors = present(list, wind_on_sens) && present(list, wind_off_sens);
   if (sensors && present(list, wind_on_refe) && present(list, wind_off_refe)) return "double";
   if (sensors) return askSinglePaintKind();
+  message(notAPaintText(list), false);
   forgetProject(list);
   return {};
 }

@@ -193,6 +193,9 @@ void projectStep(session& s, const stepArgs& a) {
   open.files = {a.file};
   open.words = a.words;
   runStep(s, open);
+  // The command has said why when the images are no paint's.
+  if (!s.list.find("wind_off_sens") || !s.list.find("wind_on_sens"))
+    throw stepError("'" + a.file + "' was not opened as a project");
   // A single paint's kind came from a question: when the step did not
   // answer it, say which answer was taken (the store's, from the last time).
   const bool answered = std::any_of(a.words.begin(), a.words.end(), [](const std::string& w) {

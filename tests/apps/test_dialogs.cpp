@@ -116,6 +116,28 @@ TEST_F(CliDescribe, AnUnansweredPaintQuestionSaysWhatItTook) {
   EXPECT_EQ(r.out.find(said, second + 1), std::string::npos) << r.out;  // two notes, not three
 }
 
+// A project that brings no paint's images is closed, and the user is told
+// which file, what it brought and what a paint needs; the step fails.
+TEST_F(CliDescribe, AProjectOfNoPaintSaysWhyAndFails) {
+  struct row {
+    const char* file;
+    const char* found;
+  };
+  const row rows[] = {{"", "found none of its images"},
+                      {"[x\n=\n", "found none of its images"},
+                      {"[images]\nwind_off_sens_file=a.tif\n", "found wind_off_sens;"}};
+  ASSERT_EQ(script("new a 4 4 fill=1\nsave a=a.tif\n").status, 0);
+  for (const row& c : rows) {
+    tamble::testing::writeText(dir / "p.vur", c.file);
+    const cliResult r = tamble("project p.vur");
+    EXPECT_EQ(r.status, 1) << c.file;
+    EXPECT_NE(r.out.find("p.vur: not a project of a paint, " + std::string(c.found)),
+              std::string::npos)
+        << c.file << "\n" << r.out;
+    EXPECT_NE(r.err.find("'p.vur' was not opened as a project"), std::string::npos) << r.err;
+  }
+}
+
 // A field that only shows a value (the image's MIN beside "3D Filter...") is
 // refused as an input, and nothing runs.
 TEST_F(CliDescribe, ShownOnlyFieldsAreRefusedAsInputs) {
