@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -104,10 +106,43 @@ void discard_temporary(const std::string& temporary) {
   fs::remove(temporary, ec);
 }
 
+namespace {
+
+// Whether a temporary name of `prefix` was left by a process that is gone:
+// one killed between writing and renaming.
+bool leftByTheDead(const std::string& name, const std::string& prefix) {
+  if (name.compare(0, prefix.size(), prefix) != 0) return false;
+  const std::size_t end = name.find('_', prefix.size());
+  if (end == std::string::npos || end == prefix.size()) return false;
+  const std::string digits = name.substr(prefix.size(), end - prefix.size());
+  if (!std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isdigit(c); }))
+    return false;
+  const long pid = std::strtol(digits.c_str(), nullptr, 10);
+  return pid > 0 && pid != ::getpid() && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
+}
+
+// Removes the temporaries of `path` whose writers died before the rename.
+void removeStaleTemporaries(const std::string& path) {
+  const fs::path target(path);
+  const std::string prefix = "." + target.filename().string() + ".tmp";
+  std::error_code ec;
+  const fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+  for (const auto& entry : fs::directory_iterator(folder, ec)) {
+    if (!leftByTheDead(entry.path().filename().string(), prefix)) continue;
+    get_log().write("removing '").write(entry.path().string()).write("', left by a stopped writer");
+    fs::remove(entry.path(), ec);
+  }
+}
+
+}  // namespace
+
 std::string commit_temporary(const std::string& temporary, const std::string& path) {
   struct stat old {};
   if (::stat(path.c_str(), &old) == 0) ::chmod(temporary.c_str(), old.st_mode & 07777);
-  if (std::rename(temporary.c_str(), path.c_str()) == 0) return {};
+  if (std::rename(temporary.c_str(), path.c_str()) == 0) {
+    removeStaleTemporaries(path);
+    return {};
+  }
   const int err = errno;
   discard_temporary(temporary);
   return std::strerror(err);

@@ -35,7 +35,9 @@ bool make_folder(const std::string& path);
 // ".<name>.tmp<pid>_<thread>" beside `path`: two writers never share one.
 std::string temporary_name(const std::string& path);
 // Renames a finished temporary file to `path`; a file it replaces keeps its
-// permissions. Answers empty, or what went wrong (the temporary is removed).
+// permissions. Then the temporaries of `path` that writers left when they
+// were killed before their rename (their process is gone) are removed.
+// Answers empty, or what went wrong (the temporary is removed).
 std::string commit_temporary(const std::string& temporary, const std::string& path);
 void discard_temporary(const std::string& temporary);
 // Calls `write` with a stream on the temporary file; when it answers true and

@@ -163,17 +163,6 @@ TEST_F(StoreFile, UnwritablePlacesRaiseAndKeepWhatIsThere) {
   EXPECT_EQ(readText(dir / "plain"), "data");
 }
 
-// A read-only folder makes a change raise and keeps the old file.
-TEST_F(StoreFile, ReadOnlyFolderRaisesAndKeepsTheOldFile) {
-  if (::geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders";
-  writeText(file, "[Filter]\nm_size=5\n");
-  tamble::iniStore store(file.string());
-  fs::permissions(dir, fs::perms::owner_read | fs::perms::owner_exec);
-  EXPECT_THROW(store.set("Filter", "m_size", "6"), zel::FileError);
-  fs::permissions(dir, fs::perms::owner_all);
-  EXPECT_EQ(readText(file), "[Filter]\nm_size=5\n");
-}
-
 // A change keeps what another process wrote meanwhile.
 TEST_F(StoreFile, SetKeepsWhatAnotherProcessWroteMeanwhile) {
   tamble::iniStore store(file.string());
