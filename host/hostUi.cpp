@@ -15,7 +15,10 @@ class quietUi : public HostUi {
   }
   bool editRecord(paramRecord&) override { return false; }
   int chooseImage(const std::string&, const std::vector<std::string>&, int) override { return -1; }
-  std::string chooseFile(const std::string&, const std::string&, bool) override { return {}; }
+  std::string chooseFile(const std::string&, const std::string&, bool,
+                         const std::string&) override {
+    return {};
+  }
   std::vector<std::string> chooseFiles(const std::string&, const std::string&) override {
     return {};
   }

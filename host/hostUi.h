@@ -23,9 +23,10 @@ class HostUi {
   virtual int chooseImage(const std::string& title, const std::vector<std::string>& entries,
                           int current) = 0;
   // A file to open (save false) or to write; empty means Cancel. `filter` is
-  // in the "Description (*.ext)|*.ext||" form.
-  virtual std::string chooseFile(const std::string& title, const std::string& filter,
-                                 bool save) = 0;
+  // in the "Description (*.ext)|*.ext||" form; `proposed`, when not empty, is
+  // the name the dialog starts with.
+  virtual std::string chooseFile(const std::string& title, const std::string& filter, bool save,
+                                 const std::string& proposed = {}) = 0;
   virtual std::vector<std::string> chooseFiles(const std::string& title,
                                                const std::string& filter) = 0;
   virtual void progress(const std::string& /*what*/, int /*percent*/) {}

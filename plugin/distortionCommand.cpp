@@ -49,7 +49,7 @@ const char* refusal(const zel::cameraFeatures& camera, const zel::image& img) {
 bool OpticalDistortionCommand(zel::imagesList& list) {
   zel::image* img = list.current();
   if (!img) zel::raise<zel::AlgoError>();
-  const std::string file = hostUi().chooseFile(cameraFileTitle, cameraFileFilter, false);
+  const std::string file = hostUi().chooseFile(cameraFileTitle, cameraFileFilter, false, "*.cam");
   if (file.empty()) return true;
   const zel::cameraFeatures camera = readCameraFile(file);
   if (const char* text = refusal(camera, *img)) {

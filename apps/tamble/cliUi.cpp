@@ -132,7 +132,11 @@ std::string cliUi::takeFile(const std::string& title, bool save) {
   return path;
 }
 
-std::string cliUi::chooseFile(const std::string& title, const std::string&, bool save) {
+std::string cliUi::chooseFile(const std::string& title, const std::string&, bool save,
+                              const std::string& proposed) {
+  if (pending.files.empty() && !proposed.empty())
+    throw stepError("the command asks for a file (" + title + ", proposing " + proposed +
+                    "); give --file PATH");
   return takeFile(title, save);
 }
 

@@ -48,7 +48,8 @@ class cliUi : public HostUi {
   bool editRecord(paramRecord& record) override;
   int chooseImage(const std::string& title, const std::vector<std::string>& entries,
                   int current) override;
-  std::string chooseFile(const std::string& title, const std::string& filter, bool save) override;
+  std::string chooseFile(const std::string& title, const std::string& filter, bool save,
+                         const std::string& proposed) override;
   std::vector<std::string> chooseFiles(const std::string& title,
                                        const std::string& filter) override;
   void progress(const std::string& what, int percent) override;

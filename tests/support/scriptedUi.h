@@ -19,6 +19,7 @@ public:
   std::vector<std::pair<std::string, std::string>> dialogValues;  // key, text set on OK
   std::deque<std::string> fileChoices;                   // for chooseFile ("": Cancel)
   std::deque<std::vector<std::string>> fileListChoices;  // for chooseFiles ({}: Cancel)
+  std::vector<std::string> proposedFiles;                // what each chooseFile proposed
   std::vector<std::string> fileFilters;  // the filter of every file question, in order
   int waitDepth = 0;
 
@@ -43,8 +44,10 @@ public:
     imageChoices.pop_front();
     return c;
   }
-  std::string chooseFile(const std::string&, const std::string& filter, bool) override {
+  std::string chooseFile(const std::string&, const std::string& filter, bool,
+                         const std::string& proposed) override {
     fileFilters.push_back(filter);
+    proposedFiles.push_back(proposed);
     if (fileChoices.empty()) return {};
     std::string file = fileChoices.front();
     fileChoices.pop_front();
