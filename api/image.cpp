@@ -1,6 +1,9 @@
 #include "api/image.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
+#include <vector>
 
 #include "api/errors.h"
 #include "api/parallel.h"
@@ -139,6 +142,39 @@ void image::copyFrom(const image& other) {
   converted = other.converted;
 }
 
+namespace {
+
+// The lowest and highest value of a row over the pixels that count (bkgr
+// clear, ROI set), in eight independent lanes so that the loop runs on
+// vectors. A pixel that does not count offers +inf and -inf; NaN never wins a
+// comparison.
+void rowLimits(const float* v, const std::uint8_t* b, const std::uint8_t* r, int w, float& lo,
+               float& hi) {
+  constexpr int lanes = 8;
+  constexpr float inf = std::numeric_limits<float>::infinity();
+  float l[lanes], h[lanes];
+  for (int j = 0; j < lanes; ++j) l[j] = inf, h[j] = -inf;
+  int x = 0;
+  for (; x + lanes <= w; x += lanes)
+    for (int j = 0; j < lanes; ++j) {
+      const bool in = (b[x + j] ^ 1) & r[x + j];
+      const float low = in ? v[x + j] : inf, high = in ? v[x + j] : -inf;
+      l[j] = low < l[j] ? low : l[j];
+      h[j] = high > h[j] ? high : h[j];
+    }
+  for (; x < w; ++x)
+    if ((b[x] ^ 1) & r[x]) {
+      l[0] = v[x] < l[0] ? v[x] : l[0];
+      h[0] = v[x] > h[0] ? v[x] : h[0];
+    }
+  for (int j = 0; j < lanes; ++j) {
+    lo = l[j] < lo ? l[j] : lo;
+    hi = h[j] > hi ? h[j] : hi;
+  }
+}
+
+}  // namespace
+
 void image::resetLimits() {
   double lo = std::numeric_limits<double>::max();
   double hi = -std::numeric_limits<double>::max();
@@ -152,14 +188,16 @@ void image::resetLimits() {
     reduction(max                                         \
               : hi) if (field_->count >= parallelThreshold)
     for (int y = 0; y < dims[1]; ++y) {
-      const float* v = field_->row(y);
-      const bool* b = bk ? bk->row(y) : nullptr;
-      const bool* r = roi ? roi->row(y) : nullptr;
-      for (int x = 0; x < w; ++x) {
-        if ((b && b[x]) || (r && !r[x])) continue;
-        const double d = v[x];
-        if (d < lo) lo = d;
-        if (d > hi) hi = d;
+      float l = std::numeric_limits<float>::infinity(), h = -l;
+      // A missing mask counts as no background, or as all ROI.
+      const std::vector<std::uint8_t> none(bk && roi ? 0 : static_cast<std::size_t>(w), 0),
+          all(bk && roi ? 0 : static_cast<std::size_t>(w), 1);
+      const auto* b = bk ? reinterpret_cast<const std::uint8_t*>(bk->row(y)) : none.data();
+      const auto* r = roi ? reinterpret_cast<const std::uint8_t*>(roi->row(y)) : all.data();
+      rowLimits(field_->row(y), b, r, w, l, h);
+      if (l <= h) {  // some pixel counted
+        lo = std::min(lo, static_cast<double>(l));
+        hi = std::max(hi, static_cast<double>(h));
       }
     }
   }

@@ -105,6 +105,10 @@ TEST(Image, LimitsCoverValidPixelsOnly) {
   for (std::uint64_t i = 0; i < big.field().count; ++i)
     big.field()[i] = static_cast<float>((i * 7919) % 10007) - 5000.0f;
   big.bkgr()[123] = true;
+  big.field()[123] = 1e9f;  // background, inside a row's run of whole lane groups
+  big.ROI()[456] = false;
+  big.field()[456] = -1e9f;  // outside the ROI
+  big.field()[789] = std::numeric_limits<float>::quiet_NaN();  // never a limit
   omp_set_num_threads(1);
   big.resetLimits();
   const auto serial = big.limits();
