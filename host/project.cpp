@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -164,6 +165,19 @@ class imageReader {
     return img;
   }
 
+  // The markers of a key's file (rows counted from the top of an image of
+  // `height`, for the formats that count from the bottom); nothing when the
+  // project names no file.
+  std::optional<zel::markersArray> markersOf(const pathKey& key, int height) const {
+    const std::string& name = record.*key.field;
+    if (name.empty()) return std::nullopt;
+    const std::string label = labelOf(key);
+    const std::string file = input(label, name);
+    zel::markersArray markers;
+    guard(label, [&] { zel::load_markers(file, markers, height); });
+    return markers;
+  }
+
  private:
   [[noreturn]] void fail(const std::string& label, const std::string& what) const {
     zel::raise<zel::FileError>(record.project_file + ": " + label + ": " + what);
@@ -191,13 +205,7 @@ class imageReader {
   }
 
   void readMarkers(const pathKey& key, zel::image& img) const {
-    const std::string& name = record.*key.field;
-    if (name.empty()) return;
-    const std::string label = labelOf(key);
-    const std::string file = input(label, name);
-    zel::markersArray markers;
-    guard(label, [&] { zel::load_markers(file, markers, img.height()); });
-    img.markers = std::move(markers);
+    if (auto markers = markersOf(key, img.height())) img.markers = std::move(*markers);
   }
 
   void readROI(const pathKey& key, zel::image& img) const {
@@ -250,6 +258,17 @@ void read_vur_images(zel::imagesList& list, bool replace) {
   std::vector<std::unique_ptr<zel::image>> images;
   for (const imageSlot& slot : imageSlots())
     if (auto img = reader.read(slot)) images.push_back(std::move(img));
+  // The ports lie on the wind-off frames, the master image.
+  int masterHeight = 0;
+  for (const auto& img : images)
+    if (img->fieldName() == "wind_off_sens") masterHeight = img->height();
+  std::optional<zel::markersArray> ports;
+  for (const pathKey& key : tamble::vur::path_keys())
+    if (key.use == fileUse::markers && !key.image) ports = reader.markersOf(key, masterHeight);
+  if (replace)
+    list.markers = ports.value_or(zel::markersArray());
+  else if (ports && list.markers.count() == 0)
+    list.markers = std::move(*ports);
   for (std::unique_ptr<zel::image>& img : images) {
     if (replace)
       list.replaceImage(img.release());

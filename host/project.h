@@ -42,6 +42,10 @@ struct vurStr {
   std::string wind_off_sens_markers_file, wind_on_sens_markers_file;
   std::string Pressure_markers_file, P_Pstat_markers_file, Cp_markers_file, T_markers_file,
       Irefe_Isens_markers_file;
+  // The pressure ports: x, y on the wind-off frames, the tap's pressure as
+  // the third value (z) in the flow's pressure unit. They become the list's
+  // own markers.
+  std::string ports_markers_file;
   // ROI files (_ROI.imp).
   std::string wind_off_refe_ROI_file, wind_on_refe_ROI_file;
   std::string wind_off_sens_ROI_file, wind_on_sens_ROI_file;
@@ -106,7 +110,10 @@ using vurNotice = std::function<void(const std::string&)>;
 void read_vur_data(const std::string& path, bool interactive, const vurNotice& notice);
 // Puts the held project's images into the list under their fixed names
 // (wind_off_sens, flat_refe, ...), each with its marker and ROI files where
-// the project names them. A list project's wind-on pair is its own
+// the project names them, and its pressure ports into the list's own
+// markers (with `replace` they take the place of the list's markers, and a
+// project without ports leaves it none; without, only a list without
+// markers takes them). A list project's wind-on pair is its own
 // wind_on_*_file where set, else the first entry of its list. With `replace`
 // an image of the same name already in the list is replaced in its place;
 // without, it stays and the project's image is left out. Every file is read

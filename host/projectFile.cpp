@@ -65,6 +65,7 @@ const pathKey pathKeys[] = {
     {"markers", "P_Pstat_markers_file", &vurStr::P_Pstat_markers_file, fileUse::other, nullptr},
     {"markers", "Cp_markers_file", &vurStr::Cp_markers_file, fileUse::other, nullptr},
     {"markers", "T_markers_file", &vurStr::T_markers_file, fileUse::other, nullptr},
+    {"markers", "ports_markers_file", &vurStr::ports_markers_file, fileUse::markers, nullptr},
 
     {"roi", "wind_on_sens_ROI_file", &vurStr::wind_on_sens_ROI_file, fileUse::roi, "wind_on_sens"},
     {"roi", "wind_off_sens_ROI_file", &vurStr::wind_off_sens_ROI_file, fileUse::roi,

@@ -14,7 +14,7 @@ namespace tamble::vur {
 // What the library does with the file a path key names.
 enum class fileUse {
   image,    // an image read into the list at opening
-  markers,  // markers read with an image
+  markers,  // markers read with an image, or with no image: the list's own (the ports)
   roi,      // a region of interest read with an image
   camera,   // a .cam file read at opening
   other,    // written by the conversion, or read by the stage that needs it
@@ -26,6 +26,7 @@ struct pathKey {
   std::string zel::vurStr::*field;
   fileUse use;
   const char* image;  // the list name of the image the file belongs to, or nullptr
+                      // (for markers: the list's own, the pressure ports)
 };
 
 // Every single path of the record, in the order of the file.

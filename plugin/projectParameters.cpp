@@ -1,10 +1,13 @@
 #include "plugin/projectParameters.h"
 
 #include "api/errors.h"
+#include "dialogs/alignmentDialog.h"
+#include "dialogs/backgroundDialogs.h"
 #include "dialogs/circleFilterDialogs.h"
 #include "dialogs/conversionDialogs.h"
 #include "dialogs/fillUpDialogs.h"
 #include "dialogs/markerDialogs.h"
+#include "dialogs/portsDialog.h"
 #include "host/project.h"
 
 namespace tamble {
@@ -44,7 +47,11 @@ std::vector<std::unique_ptr<paramRecord>> stageRecords() {
   add<CGauss>(records);
   add<CGaussBS>(records);
   add<CGaussFBS>(records);
+  add<CBG_Dlg>(records);
+  add<CAlignment>(records);
   add<CCreateCards>(records);
+  add<CThinning>(records);
+  add<CPPStart>(records);
   return records;
 }
 

@@ -45,6 +45,7 @@ void forgetProject(zel::imagesList& list) {
   if (list.size() > 0) {
     clear_vur();
     list.clear();
+    list.markers = {};  // the project's pressure ports go with it
   }
   state().projectOpen = false;
   make_available_vur_project(true);

@@ -45,7 +45,7 @@ struct conversionState {
   bool batchMode = false;  // a list conversion: warnings are dropped, not shown
   bool distortionDone = false;
   bool referenceFilePending = false;
-  zel::arrayStore<bool, 2> referenceRegions;  // false marks a pixel of a region
+  zel::arrayStore<bool, 2> referenceRegions;  // true marks a pixel of a region (the ROI drawn)
   bool referenceRegionsPresent = false;
   int key_unit_value = 0;  // 1: fixed reference values; 0: means over the regions
   float wind_on_refe_value = 0.0f, wind_off_refe_value = 0.0f;

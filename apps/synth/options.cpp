@@ -60,6 +60,8 @@ const optionKey keys[] = {
     {"lamp", "wind-on over wind-off excitation, 0.5 to 1.5 (0.97 double, 1 single)"},
     {"seed", "seed of the random numbers, a whole number (1)"},
     {"depth", "16 | float: 16-bit frames, or 32-bit floats without rounding (16)"},
+    {"plates", "reference plates on the tunnel wall, in the frame's corners, 0 to 4 (0)"},
+    {"light", "lamps | plane: two lamps, or a plane of light whose wind-on tilt differs (lamps)"},
 };
 
 }  // namespace
@@ -118,6 +120,12 @@ runOptions parseRunOptions(const std::vector<std::string>& words) {
       if (value == "16") o.floatFrames = false;
       else if (value == "float") o.floatFrames = true;
       else refuse(key, value, "is neither 16 nor float");
+    } else if (key == "plates") {
+      o.plates = static_cast<int>(whole(key, value, 0, 4));
+    } else if (key == "light") {
+      if (value == "lamps") o.light = lightKind::lamps;
+      else if (value == "plane") o.light = lightKind::plane;
+      else refuse(key, value, "is neither lamps nor plane");
     } else {
       std::string known;
       for (const optionKey& k : keys) known += (known.empty() ? "" : ", ") + std::string(k.key);
@@ -128,7 +136,7 @@ runOptions parseRunOptions(const std::vector<std::string>& words) {
 }
 
 std::vector<std::string> optionWords(const runOptions& o) {
-  return {"paint=" + std::string(paintName(o.paint)),
+  std::vector<std::string> words{"paint=" + std::string(paintName(o.paint)),
           "size=" + std::to_string(o.width) + "x" + std::to_string(o.height),
           "noise=" + numberText(o.noise),
           "markers=" + std::to_string(o.markers),
@@ -139,6 +147,11 @@ std::vector<std::string> optionWords(const runOptions& o) {
           "lamp=" + numberText(o.lampRatio()),
           "seed=" + std::to_string(o.seed),
           std::string("depth=") + (o.floatFrames ? "float" : "16")};
+  // Named only when asked for, so that the runs made before they existed
+  // keep their text.
+  if (o.plates != 0) words.push_back("plates=" + std::to_string(o.plates));
+  if (o.light == lightKind::plane) words.push_back("light=plane");
+  return words;
 }
 
 std::string optionsHelp() {

@@ -11,6 +11,8 @@
 namespace tamble::synth {
 
 enum class markerSign { dark, bright };
+// The excitation: two lamps, or a plane across the frame.
+enum class lightKind { lamps, plane };
 
 struct runOptions {
   paintKind paint = paintKind::doublePaint;
@@ -25,6 +27,8 @@ struct runOptions {
   double lamp = -1.0;          // wind-on over wind-off excitation; below 0: the paint's default
   std::uint64_t seed = 1;
   bool floatFrames = false;    // 32-bit float frames without rounding instead of 16 bits
+  int plates = 0;              // reference plates on the tunnel wall, 0 to 4
+  lightKind light = lightKind::lamps;
 
   // The excitation ratio used: `lamp` when given, else 0.97 for a double
   // paint (its reference cancels the change) and 1 for a single paint.

@@ -32,6 +32,21 @@ struct markerFile {
   zel::markersArray markers;
 };
 
+constexpr const char* portsFile = "ports.mrk";
+
+// The taps as the project's pressure ports: the tap's pressure is also the
+// third value (z), where the in-situ correction reads it.
+zel::markersArray portMarkers(const std::vector<pressureTap>& taps) {
+  zel::markersArray ports = tapMarkers(taps);
+  ports.hasZ = true;
+  for (marker& m : ports.items) m.z = m.f;
+  return ports;
+}
+
+// The reference plates' pixels as the ROI of the project's reference
+// regions, under the name "Set/Confirm References" gives them.
+constexpr const char* referenceFile = "run_reference.imp";
+
 std::vector<markerFile> markerFiles(const syntheticRun& run) {
   std::vector<markerFile> files;
   if (!run.markers.empty()) {
@@ -39,7 +54,7 @@ std::vector<markerFile> markerFiles(const syntheticRun& run) {
     files.push_back({"markers_wind_off.mrk", frameCentres(run.markers, false)});
     files.push_back({"markers_wind_on.mrk", frameCentres(run.markers, true)});
   }
-  if (!run.taps.empty()) files.push_back({"ports.mrk", tapMarkers(run.taps)});
+  if (!run.taps.empty()) files.push_back({portsFile, portMarkers(run.taps)});
   return files;
 }
 
@@ -79,6 +94,8 @@ zel::vurStr projectRecord(const syntheticRun& run) {
   r.sens_camera_file = "sens.cam";
   r.refe_camera_file = "refe.cam";
   if (!run.markers.empty()) r.geometry_markers_file = "markers_model.mrk";
+  if (!run.plates.empty()) r.reference_file = referenceFile;
+  if (!run.taps.empty()) r.ports_markers_file = portsFile;
   // The result cards the paint can give.
   const bool temperature = run.options.paint == paintKind::temperaturePaint;
   r.setParameter("CreateCards", "m_ii", "1");
@@ -147,6 +164,7 @@ std::vector<std::string> runFiles(const syntheticRun& run) {
   files.push_back("refe.cam");
   for (const markerFile& m : markerFiles(run)) files.push_back(m.name);
   for (const truthMap& t : run.truth) files.push_back("truth_" + t.name + ".imp");
+  if (!run.plates.empty()) files.push_back(referenceFile);
   files.push_back("truth.txt");
   files.push_back(projectFileName);
   return files;
@@ -181,7 +199,9 @@ std::string truthText(const syntheticRun& run) {
     line(t, "wind_on_pressure", number(p.windOnPressure));
   }
   if (o.paint == paintKind::doublePaint) line(t, "reference_light", number(p.referenceLight()));
-  if (o.paint != paintKind::doublePaint) {
+  // Reference values that make a single paint's ratio right exist only
+  // while the wind-on light is the wind-off light times `lamp`.
+  if (o.paint != paintKind::doublePaint && run.lampTilt == 0.0) {
     section(t, "ForSingle");
     line(t, "key_unit_value", "1");
     line(t, "wind_off_refe_value", "1");
@@ -211,6 +231,19 @@ std::string truthText(const syntheticRun& run) {
   line(t, "background", number(backgroundLevel));
   line(t, "peak_signal", number(peakSignal));
   line(t, "counts_per_light", number(run.countsPerLight));
+  if (o.light == lightKind::plane)
+    line(t, "plane", number(planeLight[0]) + " " + number(planeLight[1]) + " " +
+                         number(planeLight[2]));
+  if (!run.plates.empty()) {
+    section(t, "plates");
+    line(t, "brightness", number(run.paint.referenceLight()));
+    for (std::size_t i = 0; i < run.plates.size(); ++i) {
+      const referencePlate& p = run.plates[i];
+      line(t, "plate_" + std::to_string(i + 1),
+           std::to_string(p.x0) + " " + std::to_string(p.y0) + " " + std::to_string(p.x1) + " " +
+               std::to_string(p.y1));
+    }
+  }
   section(t, "sensor");
   line(t, "counts_per_electron", number(sensorTraits::countsPerElectron));
   line(t, "read_noise", number(sensorTraits::readNoise));
@@ -246,6 +279,7 @@ void writeRun(const syntheticRun& run, const std::string& folder) {
   }
   for (const markerFile& m : markerFiles(run)) zel::write_mrk(in(m.name), m.markers);
   for (const truthMap& t : run.truth) write_image(in("truth_" + t.name + ".imp"), *t.image);
+  if (!run.plates.empty()) write_array(in(referenceFile), run.plateRegions);
   const std::string text = truthText(run);
   tamble::writeAtomically(in("truth.txt"), [&](std::FILE* out) {
     return std::fwrite(text.data(), 1, text.size(), out) == text.size();

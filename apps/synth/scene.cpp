@@ -59,7 +59,14 @@ pixelView view(const syntheticRun& run, vec2 pixel, bool windOn) {
 struct stateLight {
   std::vector<double> sensor;
   std::vector<double> reference;
+  std::vector<char> offModel;  // with plates: the pixel is wholly off the model
 };
+
+const referencePlate* plateAt(const syntheticRun& run, int x, int y) {
+  for (const referencePlate& p : run.plates)
+    if (p.holds(x, y)) return &p;
+  return nullptr;
+}
 
 struct truthPlanes {
   zel::image* pressure = nullptr;
@@ -131,6 +138,7 @@ stateLight renderState(const syntheticRun& run, const markerCoverage& coverage, 
   stateLight light;
   light.sensor.resize(static_cast<std::size_t>(w) * h);
   if (withReference) light.reference.resize(light.sensor.size());
+  if (!run.plates.empty()) light.offModel.resize(light.sensor.size());
 
   auto renderPixel = [&](const viewRows& rows, int x, int y) {
     const std::size_t at = static_cast<std::size_t>(y) * w + x;
@@ -176,7 +184,10 @@ stateLight renderState(const syntheticRun& run, const markerCoverage& coverage, 
     const double ratio = windOn ? paint.windOnRatio(pressure, temperature) : paint.windOffRatio;
     const double thickness = run.model.paintThickness(centre.point);
     const double excited = excitation(run, x, y, windOn);
-    const double back = backWeight * backgroundLevel;
+    // Behind the model: the dark tunnel, or a plate of reference paint.
+    const double back =
+        backWeight * (plateAt(run, x, y) ? paint.referenceLight() : backgroundLevel);
+    if (!light.offModel.empty()) light.offModel[at] = paintWeight == 0.0;
     light.sensor[at] = excited * (paintWeight * thickness * paintPhysics::sensorLight(ratio) + back);
     if (withReference)
       light.reference[at] = excited * (paintWeight * thickness * paint.referenceLight() + back);
@@ -285,6 +296,33 @@ void placeMarkers(syntheticRun& run, const std::vector<vec2>& modelPixels) {
   });
 }
 
+// Square plates near the frame's corners (top left, top right, bottom
+// left, bottom right), where the model never comes.
+void placePlates(syntheticRun& run) {
+  const int w = run.options.width, h = run.options.height, s = std::min(w, h);
+  const int side = std::max(3, static_cast<int>(std::lround(0.08 * s)));
+  const int margin = static_cast<int>(std::lround(0.06 * s));
+  const int corners[4][2] = {{margin, margin},
+                             {w - margin - side, margin},
+                             {margin, h - margin - side},
+                             {w - margin - side, h - margin - side}};
+  for (int i = 0; i < run.options.plates; ++i)
+    run.plates.push_back({corners[i][0], corners[i][1], corners[i][0] + side, corners[i][1] + side});
+}
+
+// The plates' pixels that no part of the model touches in either state.
+void markPlateRegions(syntheticRun& run, const std::vector<char>& offModelOff,
+                      const std::vector<char>& offModelOn) {
+  if (run.plates.empty()) return;
+  const int w = run.options.width, h = run.options.height;
+  run.plateRegions = zel::arrayStore<bool, 2>(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const std::size_t at = static_cast<std::size_t>(y) * w + x;
+      run.plateRegions(x, y) = plateAt(run, x, y) && offModelOff[at] && offModelOn[at];
+    }
+}
+
 std::unique_ptr<zel::image> truthImage(int w, int h, const std::string& name) {
   auto img = std::make_unique<zel::image>(w, h);
   img->setFieldName("truth_" + name);
@@ -309,6 +347,12 @@ const truthMap* syntheticRun::findTruth(const std::string& name) const {
 
 double excitation(const syntheticRun& run, int x, int y, bool windOn) {
   const double w = run.options.width, h = run.options.height, s = std::min(w, h);
+  if (run.options.light == lightKind::plane) {
+    const double u = 2.0 * x / (w - 1.0) - 1.0, v = 2.0 * y / (h - 1.0) - 1.0;
+    const double a = planeLight[0], b = planeLight[1], c = planeLight[2];
+    if (!windOn) return a + b * u + c * v;
+    return run.lamp * (a + (b + run.lampTilt * a) * u + c * v);
+  }
   auto lampAt = [&](double cx, double cy, double reach, double strength) {
     const double r2 = ((x - cx) * (x - cx) + (y - cy) * (y - cy)) / (reach * reach);
     return strength / ((1.0 + r2) * std::sqrt(1.0 + r2));
@@ -329,7 +373,11 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options) {
                       "corner (" + std::to_string(0.05 * radius) + ")");
   run->lens = lensDistortion::forShift(run->camera.centre, radius, o.distortion);
   run->lamp = o.lampRatio();
-  run->lampTilt = o.paint == paintKind::doublePaint ? 0.012 : 0.0;
+  // A double paint's reference cancels a tilt of the wind-on light; a single
+  // paint's plane approximation follows a tilted plane of light.
+  run->lampTilt =
+      o.paint == paintKind::doublePaint || o.light == lightKind::plane ? 0.012 : 0.0;
+  placePlates(*run);
 
   const std::vector<vec2> modelPixels = modelSamples(*run, std::max(1, std::min(w, h) / 128));
   const vec2 middle = run->camera.project({windTunnelModel::bodyLength / 2.0, 0.0, 0.0});
@@ -360,6 +408,7 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options) {
 
   stateLight lights[2] = {renderState(*run, coverage, false, &planes),
                           renderState(*run, coverage, true, nullptr)};
+  markPlateRegions(*run, lights[0].offModel, lights[1].offModel);
   const floatPlane gain = gainPattern(run->camera, o.seed);
   const floatPlane dark = darkPattern(w, h, o.seed);
 

@@ -47,7 +47,7 @@ const std::vector<std::pair<const char*, std::string vurStr::*>>& allPathFields(
       FIELD(P_Pstat_ROI_file), FIELD(Cp_ROI_file), FIELD(T_ROI_file), FIELD(Irefe_Isens_ROI_file),
       FIELD(Irefe_Isens_file), FIELD(Pressure_file), FIELD(P_Pstat_file), FIELD(Cp_file),
       FIELD(T_file), FIELD(sens_camera_file), FIELD(refe_camera_file), FIELD(reference_file),
-      FIELD(resect_data_file), FIELD(geometry_markers_file),
+      FIELD(resect_data_file), FIELD(geometry_markers_file), FIELD(ports_markers_file),
   };
   return fields;
 }

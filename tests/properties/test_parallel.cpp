@@ -12,7 +12,10 @@
 #include <vector>
 
 #include "align/undistort.h"
+#include "convert/background.h"
 #include "convert/darkFlat.h"
+#include "convert/fieldRoutines.h"
+#include "convert/foreground.h"
 #include "filters/circleFilters.h"
 #include "filters/pointOperations.h"
 #include "filters/wiener.h"
@@ -129,6 +132,16 @@ void render(layers& l) {
   std::remove(path.c_str());
 }
 
+// A selection and a compensation with parameters that act on the spots.
+void background(layers& l, int r1, int r2) {
+  backgroundParams p;
+  p.select = p.compensate = 1;
+  p.r1 = r1, p.r2 = r2;
+  p.threshold = 10.0f, p.scale = 0.8f, p.relative = 0.2f;
+  p.side2 = 5, p.indent4 = 3, p.width4 = 7;
+  EXPECT_EQ(selectAndCompensate(l.field, l.bkgr, l.ROI, p), backgroundFault::none);
+}
+
 struct parallelCase {
   const char* name;
   void (*run)(layers&);         // works on the layers in place
@@ -223,6 +236,33 @@ const parallelCase cases[] = {
      }},
     {"FillUpMarkers", [](layers& l) { FillUpMarkers(l.field, l.bkgr, l.ROI, l.markers, 9); }},
     {"RenderPng", render},
+    {"BackgroundAverageThenBackgroundMean",
+     [](layers& l) { background(l, selectAverage, compensateBkgrMean); }},
+    {"BackgroundRelativeThenFourSide",
+     [](layers& l) { background(l, selectRelative, compensateFourSide); }},
+    {"BackgroundPlaneThenTwoSide", [](layers& l) { background(l, selectPlane, compensateTwoSide); }},
+    {"BackgroundThresholdThenPlane",
+     [](layers& l) { background(l, selectThreshold, compensateBkgrPlane); }},
+    {"ForegroundExpansionRing",
+     [](layers& l) { EXPECT_TRUE(ForegroundExpansion(l.field, l.bkgr, l.ROI, 3, 1, 9)); }},
+    // The pressure of a double paint from the input and the second layers
+    // as sensor and reference, their masks combined.
+    {"PressureDouble",
+     [](layers& l) {
+       auto image = [](const layers& from) {
+         zel::image img(from.W(), from.H());
+         img.field() = from.field, img.bkgr() = from.bkgr, img.ROI() = from.ROI;
+         return img;
+       };
+       const zel::image sens = image(l), refe = image(second());
+       zel::image out(l.W(), l.H());
+       calibration cal;
+       cal.c[0] = -16400.0f, cal.c[3] = 100600.0f, cal.c[6] = 8500.0f;
+       flowState flow;
+       flow.P_wind_off = 100000.0f, flow.T_wind_off = flow.T_wind_on = 20.0f;
+       EXPECT_EQ(pressureDouble(sens, refe, refe, sens, cal, flow, out), fieldFault::none);
+       l.field = out.field(), l.bkgr = out.bkgr(), l.ROI = out.ROI();
+     }},
 };
 
 // What a run leaves: the layers, any other output, the notices and progress.
