@@ -49,8 +49,10 @@ class arrayStore : public ObjectId {
   explicit arrayStore(const int (&extent)[N], T* block = nullptr, bool own = false) {
     build(extent, block, own);
   }
+  // The bodies of the 2-D members test N again: clang instantiates them in
+  // the explicit instantiations of 1-D stores too.
   arrayStore(int width, int height, T* block = nullptr, bool own = false) requires(N == 2) {
-    build({width, height}, block, own);
+    if constexpr (N == 2) build({width, height}, block, own);
   }
   explicit arrayStore(int length, T* block = nullptr, bool own = false) requires(N == 1) {
     build({length}, block, own);
@@ -96,7 +98,10 @@ class arrayStore : public ObjectId {
   std::size_t size() const override { return name.size() + count * sizeof(T); }
 
   int width() const { return dims[0]; }
-  int height() const requires(N == 2) { return dims[1]; }
+  int height() const requires(N == 2) {
+    if constexpr (N == 2) return dims[1];
+    return 0;
+  }
   bool empty() const { return count == 0; }
 
   template <class U>

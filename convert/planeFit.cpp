@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <initializer_list>
 #include <utility>
+#include <vector>
+
+#include "api/parallel.h"
 
 namespace tamble {
 
@@ -52,26 +55,45 @@ struct moments {
   int x0 = 0, x1 = -1, y0 = 0, y1 = -1;
 };
 
+// One row's sums and the first and last column it takes part with.
+struct rowMoments {
+  float s[9] = {};
+  int first = -1, last = -1;
+};
+
+rowMoments rowOf(const float* v, const bool* b, const bool* r, int w, int y, bool calculatedOnly) {
+  rowMoments m;
+  const float fy = static_cast<float>(y);
+  for (int x = 0; x < w; ++x) {
+    if (calculatedOnly && (b[x] || !r[x])) continue;
+    const float fx = static_cast<float>(x);
+    const float terms[9] = {1.0f,    fx,        fy,      v[x],     fx * fx,
+                            fx * fy, v[x] * fx, fy * fy, v[x] * fy};
+    for (int k = 0; k < 9; ++k) m.s[k] += terms[k];
+    if (m.first < 0) m.first = x;
+    m.last = x;
+  }
+  return m;
+}
+
+// Rows in parallel, added up in row order: the same sums with any number of
+// threads.
 moments momentsOf(const zel::arrayStore<float, 2>& field, const zel::arrayStore<bool, 2>& bkgr,
                   const zel::arrayStore<bool, 2>& ROI, bool calculatedOnly) {
+  const int w = field.width(), h = field.height();
+  std::vector<rowMoments> rows(static_cast<std::size_t>(h));
+  zel::forEachRow(h, field.count, [&](int y) {
+    rows[static_cast<std::size_t>(y)] =
+        rowOf(field.row(y), bkgr.row(y), ROI.row(y), w, y, calculatedOnly);
+  });
   moments m;
-  m.x0 = field.width(), m.y0 = field.height();
-  for (int y = 0; y < field.height(); ++y) {
-    const float* v = field.row(y);
-    const bool* b = bkgr.row(y);
-    const bool* r = ROI.row(y);
-    const float fy = static_cast<float>(y);
-    float row[9] = {};
-    for (int x = 0; x < field.width(); ++x) {
-      if (calculatedOnly && (b[x] || !r[x])) continue;
-      const float fx = static_cast<float>(x);
-      const float terms[9] = {1.0f,    fx,        fy,      v[x],     fx * fx,
-                              fx * fy, v[x] * fx, fy * fy, v[x] * fy};
-      for (int k = 0; k < 9; ++k) row[k] += terms[k];
-      m.x0 = std::min(m.x0, x), m.x1 = std::max(m.x1, x);
-      m.y0 = std::min(m.y0, y), m.y1 = std::max(m.y1, y);
-    }
-    for (int k = 0; k < 9; ++k) m.s[k] += row[k];
+  m.x0 = w, m.y0 = h;
+  for (int y = 0; y < h; ++y) {
+    const rowMoments& r = rows[static_cast<std::size_t>(y)];
+    if (r.first < 0) continue;
+    for (int k = 0; k < 9; ++k) m.s[k] += r.s[k];
+    m.x0 = std::min(m.x0, r.first), m.x1 = std::max(m.x1, r.last);
+    m.y0 = std::min(m.y0, y), m.y1 = y;
   }
   return m;
 }
@@ -79,16 +101,22 @@ moments momentsOf(const zel::arrayStore<float, 2>& field, const zel::arrayStore<
 float rmsDistance(const plane& p, const zel::arrayStore<float, 2>& field,
                   const zel::arrayStore<bool, 2>& bkgr, const zel::arrayStore<bool, 2>& ROI,
                   bool calculatedOnly, double count) {
-  double sum = 0.0;
-  for (int y = 0; y < field.height(); ++y) {
-    float row = 0.0f;
-    for (int x = 0; x < field.width(); ++x) {
-      if (calculatedOnly && (bkgr(x, y) || !ROI(x, y))) continue;
-      const float d = p.at(x, y) - field(x, y);
-      row += d * d;
+  const int w = field.width(), h = field.height();
+  std::vector<float> rows(static_cast<std::size_t>(h));
+  zel::forEachRow(h, field.count, [&](int y) {
+    const float* v = field.row(y);
+    const bool* b = bkgr.row(y);
+    const bool* r = ROI.row(y);
+    float sum = 0.0f;
+    for (int x = 0; x < w; ++x) {
+      if (calculatedOnly && (b[x] || !r[x])) continue;
+      const float d = p.at(x, y) - v[x];
+      sum += d * d;
     }
-    sum += row;
-  }
+    rows[static_cast<std::size_t>(y)] = sum;
+  });
+  double sum = 0.0;
+  for (float r : rows) sum += r;
   return static_cast<float>(std::sqrt(sum / count));
 }
 

@@ -98,8 +98,11 @@ bool cliUi::editRecord(paramRecord& record) {
     for (const paramInfo& f : fields) text += "\n" + f.caption;
     printBlock(stdout, "report: ", text);
   }
-  for (const auto& [key, value] : pending.params)
-    if (auto complaint = assignParam(record, key, value)) throw stepError(*complaint);
+  // The step's key=value words are the inputs of the command's dialog, not
+  // of the report that follows it.
+  if (!report)
+    for (const auto& [key, value] : pending.params)
+      if (auto complaint = assignParam(record, key, value)) throw stepError(*complaint);
   if (auto complaint = checkRecord(record)) throw stepError(*complaint);
   zel::get_log().level(4).write("tamble: parameters " + describeRecord(record));
   shownDialogs.emplace_back(record.title(), describeRecord(record));

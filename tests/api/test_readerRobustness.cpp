@@ -109,28 +109,4 @@ TEST_F(ReaderRobustness, TruncatedAndJunkFilesEndInTheResultOrFileError) {
   EXPECT_EQ(readWhole, 2);
 }
 
-// The inputs kept from fuzzing replay without a crash.
-TEST(FuzzRegressions, KeptInputsReplayCleanly) {
-  using feedFn = void (*)(const std::uint8_t*, std::size_t);
-  const std::pair<const char*, feedFn> targets[] = {
-      {"ini", tamble::fuzz::feedIni},
-      {"mrk", tamble::fuzz::feedMrk},
-      {"text_markers", tamble::fuzz::feedTextMarkers},
-  };
-  int replayed = 0;
-  ::testing::internal::CaptureStderr();
-  for (const auto& [name, feed] : targets) {
-    const fs::path folder = fs::path(TAMBLE_FUZZ_REGRESSIONS) / name;
-    ASSERT_TRUE(fs::is_directory(folder)) << folder;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      if (!entry.is_regular_file() || entry.path().filename() == "README") continue;
-      const std::string input = readText(entry.path());
-      feed(bytes(input), input.size());
-      ++replayed;
-    }
-  }
-  ::testing::internal::GetCapturedStderr();
-  RecordProperty("replayed", replayed);
-}
-
 }  // namespace

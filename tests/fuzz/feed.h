@@ -15,6 +15,8 @@ namespace tamble::fuzz {
 
 // zel_ini_file, ini_read, read_camera; then a set, save and read back.
 void feedIni(const std::uint8_t* data, std::size_t size);
+// read_camera; a camera that reads is written and reads back the same.
+void feedCamera(const std::uint8_t* data, std::size_t size);
 // read_mrk; when the markers read, they are written and read back.
 void feedMrk(const std::uint8_t* data, std::size_t size);
 // read_mpt and read_inm as ".inm" and ".apm", also through load_markers.
