@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "api/errors.h"
+#include "api/log.h"
 #include "api/paths.h"
 
 namespace zel {
@@ -127,7 +128,21 @@ void zel_ini_file::open(const std::string& name, bool readOnly_) {
     list.clear();
     raise<FileError>("Can't open file for reading!");
   }
+  logSkippedLines();
   opened = true;
+}
+
+// Lines of no form (an unclosed "[", no "=", nothing before it) stay in the
+// file untouched and are otherwise passed over: the log says where.
+void zel_ini_file::logSkippedLines() const {
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const std::string& text = list[i].text;
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    if (list[i].kind != lineKind::other || first == std::string::npos || text[first] == commentMark)
+      continue;
+    get_log().level(3).write(file + ":" + std::to_string(i + 1) +
+                             ": skipped, neither a section, a key nor a comment");
+  }
 }
 
 void zel_ini_file::checkNames(const std::string& section, const std::string& key) const {

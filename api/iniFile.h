@@ -53,6 +53,7 @@ class zel_ini_file {
   const std::vector<line>& lines() const { return list; }
 
  private:
+  void logSkippedLines() const;
   void checkNames(const std::string& section, const std::string& key) const;
   void checkWritable() const;
   std::optional<std::size_t> find(const std::string& section, const std::string& key) const;

@@ -487,6 +487,27 @@ std::string relative_in(const std::string& path, const std::string& folder) {
   return climb > maxClimb ? path : relative.generic_string();
 }
 
+// A line that is neither blank, a comment, a section header nor a key, and
+// a name or value holding a control character, is a fault of the file: a
+// mistyped header or key would otherwise be passed over without a word.
+void checkLine(const std::string& file, int number, const zel::zel_ini_file::line& line) {
+  const auto where = [&] { return file + ":" + std::to_string(number) + ": "; };
+  const std::string& text = line.text;
+  const std::size_t first = text.find_first_not_of(" \t\r");
+  if (line.kind == lineKind::other && first != std::string::npos &&
+      text[first] != zel::zel_ini_file::commentMark) {
+    const bool header = text[first] == zel::zel_ini_file::sectionOpen;
+    zel::raise<zel::FileError>(where() + (header ? "a section header without its \"]\""
+                                                  : "a line that is no key (\"key=value\")") +
+                               ": " + quoted(text));
+  }
+  const auto control = [](const std::string& s) {
+    return std::any_of(s.begin(), s.end(), [](unsigned char c) { return c < 0x20 && c != '\t'; });
+  };
+  if (control(line.section) || control(line.key) || control(line.value))
+    zel::raise<zel::FileError>(where() + "a control character in " + quoted(text));
+}
+
 contents read_project(const std::string& path, bool features) {
   if (path.empty()) zel::raise<zel::FileError>("The project file's name is empty");
   const std::string file = absolute_in(path, currentFolder());
@@ -508,6 +529,7 @@ contents read_project(const std::string& path, bool features) {
     zel::raise<zel::FileError>(file +
                                ":1: the file begins with a byte-order mark; save it as UTF-8 "
                                "without one");
+  for (std::size_t i = 0; i < lines.size(); ++i) checkLine(file, static_cast<int>(i + 1), lines[i]);
   return reader(file, features).read(lines);
 }
 

@@ -193,6 +193,16 @@ void iniStore::load() {
   readable = readWhole(file, text);
   if (!readable) zel::get_log().level(2).write("Cannot read the parameter store ").write(file);
   lines = splitLines(text, crlf);
+  // Lines of no form stay as they are and are passed over: the log says where.
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::string& t = lines[i].text;
+    const auto first = t.find_first_not_of(blanks);
+    if (lines[i].kind != storeLineKind::other || first == std::string::npos || t[first] == ';' ||
+        t[first] == '#')
+      continue;
+    zel::get_log().level(3).write(file + ":" + std::to_string(i + 1) +
+                                  ": skipped, neither a section, a key nor a comment");
+  }
 }
 
 std::string iniStore::get(const std::string& section, const std::string& key,

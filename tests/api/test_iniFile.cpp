@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "api/errors.h"
 #include "api/iniFile.h"
+#include "api/log.h"
 #include "tests/support/tempFolder.h"
 #include "tests/support/textFile.h"
 
@@ -91,8 +93,15 @@ TEST_F(IniFile, ParsingOfLines) {
   writeText(file,
             "top=ignored\n; [s]\n  [ s ]  trailing words\n  key one =  value with = and ; inside  \n"
             "\tk2\t=\n=no key\n[s\nk3=first\n[s]\nk3=second\nK3=upper\n");
+  std::vector<std::string> logged;
+  zel::log_sink().setCallback([&](const zel::log_entry& e) { logged.push_back(e.text); });
   zel::zel_ini_file ini;
   ini.open(file, true);
+  zel::log_sink().flush();
+  zel::log_sink().setCallback({});
+  // The two lines of no form are passed over, and the log says where.
+  const std::string skipped = ": skipped, neither a section, a key nor a comment";
+  EXPECT_EQ(logged, (std::vector<std::string>{file + ":6" + skipped, file + ":7" + skipped}));
   EXPECT_EQ(ini.get("s", "key one"), "value with = and ; inside");
   EXPECT_EQ(ini.get("s", "k2"), "");
   EXPECT_EQ(ini.get("s", "k3"), "first");  // "[s" is no header; the first k3 counts

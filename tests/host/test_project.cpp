@@ -549,6 +549,10 @@ TEST_F(Project, AFaultyProjectLeavesTheHeldProjectAndTheListAsTheyWere) {
        {":3: [data] refe_camera_file: " + dir.parent_path().string() + "/nowhere.cam"}},
       {"[list]\nwind_on_refe_4=exists.tif\nwind_on_refe_2=gone.tif",
        {":4: [list] wind_on_refe_2: " + path("gone.tif")}},
+      {"[images]\n[flow", {":3: a section header without its \"]\": \"[flow\""}},
+      {"[images]\nwind_on_sens_file img/x.tif", {":3: a line that is no key"}},
+      {"[images]\n=img/x.tif", {":3: a line that is no key"}},
+      {"[Gauss]\nm_diameter=5\r3", {":3: a control character in"}},
   };
   for (const faultyProject& c : cases) {
     const std::string bad = at("bad.vur");

@@ -6,8 +6,10 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "api/errors.h"
+#include "api/log.h"
 #include "host/atomicFile.h"
 #include "host/platform.h"
 #include "host/store.h"
@@ -69,7 +71,15 @@ TEST_F(StoreFile, KeepsCommentsUnknownLinesAndOrder) {
       "; settings\ntop=1\n[Filter]\nm_size=5\nthis line means nothing\nm_gain=0,5\n\n"
       "# the fit dialog\n[Fit]\nm_order=2\n[broken\n";
   writeText(file, before);
+  std::vector<std::string> logged;
+  zel::log_sink().setCallback([&](const zel::log_entry& e) { logged.push_back(e.text); });
   tamble::iniStore store(file.string());
+  zel::log_sink().flush();
+  zel::log_sink().setCallback({});
+  // The two lines of no form stay, and the log says where they are.
+  const std::string skipped = ": skipped, neither a section, a key nor a comment";
+  EXPECT_EQ(logged, (std::vector<std::string>{file.string() + ":5" + skipped,
+                                              file.string() + ":11" + skipped}));
   EXPECT_EQ(store.get("", "top", "-"), "1");  // lines before any header form section ""
   EXPECT_EQ(store.get("Fit", "m_order", "-"), "2");
 
