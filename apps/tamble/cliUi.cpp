@@ -106,7 +106,9 @@ bool cliUi::editRecord(paramRecord& record) {
   if (auto complaint = checkRecord(record)) throw stepError(*complaint);
   zel::get_log().level(4).write("tamble: parameters " + describeRecord(record));
   shownDialogs.emplace_back(record.title(), describeRecord(record));
-  return true;
+  // A report's OK saves its lines where the dialog offers to ("Save Data"):
+  // pressed only when the step gave a file for it.
+  return !report || !pending.files.empty();
 }
 
 int cliUi::chooseImage(const std::string& title, const std::vector<std::string>& entries, int) {
