@@ -103,6 +103,24 @@ TEST_F(CliErrors, NoStepPrintsTheFirstSteps) {
     EXPECT_NE(r.out.find(step), std::string::npos) << step << " missing from\n" << r.out;
 }
 
+// tamble's threads spin briefly before they sleep, unless the user chose;
+// OpenMP shows what it took when asked to.
+TEST_F(CliErrors, ThreadsSpinBrieflyUnlessTheUserChose) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "GOMP_SPINCOUNT = '10000'"},
+      {"GOMP_SPINCOUNT=777 ", "GOMP_SPINCOUNT = '777'"},
+      {"OMP_WAIT_POLICY=active ", "OMP_WAIT_POLICY = 'ACTIVE'"},
+  };
+  for (const auto& [set, shown] : rows) {
+    environment = std::string("OMP_DISPLAY_ENV=verbose ") + set;
+    const cliResult r = tamble("new a 2 2");
+    EXPECT_EQ(r.status, 0) << r.err;
+    const std::size_t last = r.err.rfind("OPENMP DISPLAY ENVIRONMENT BEGIN");
+    ASSERT_NE(last, std::string::npos) << r.err;
+    EXPECT_NE(r.err.find(shown, last), std::string::npos) << set << "\n" << r.err.substr(last);
+  }
+}
+
 // Usage errors exit with 2, failures with 1; both name the script line.
 TEST_F(CliErrors, UsageErrorsExitWithTwoAndNameTheLine) {
   EXPECT_EQ(tamble("new a wide 2").status, 2);
