@@ -7,22 +7,15 @@
 
 #include "api/report.h"
 #include "bench/alignScenes.h"
+#include "bench/silentReport.h"
 
 namespace {
-
-// The routines' notices would drown the table.
-class silent : public zel::reportSink {
- public:
-  void notice(const std::string&) override {}
-  void progress(const std::string&, int) override {}
-  bool quiet() const override { return true; }
-};
 
 }  // namespace
 
 int main(int argc, char** argv) {
   using namespace tamble::alignbench;
-  silent sink;
+  tamble::bench::silentReport sink;
   zel::setReport(&sink);
   std::vector<std::string> runs = {"size=1024 noise=0", "size=1024"};
   if (argc > 1) runs.assign(argv + 1, argv + argc);

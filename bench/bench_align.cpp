@@ -10,6 +10,7 @@
 #include "api/report.h"
 #include "bench/alignScenes.h"
 #include "bench/linkScene.h"
+#include "bench/silentReport.h"
 
 namespace {
 
@@ -52,15 +53,8 @@ const tamble::alignbench::scene& runScene() {
   return tamble::alignbench::sceneOf("size=2048 markers=110 noise=0");
 }
 
-class quietReport : public zel::reportSink {
- public:
-  void notice(const std::string&) override {}
-  void progress(const std::string&, int) override {}
-  bool quiet() const override { return true; }
-};
-
 void ImageAlign(benchmark::State& state) {
-  quietReport quiet;
+  tamble::bench::silentReport quiet;
   zel::setReport(&quiet);
   const tamble::alignbench::scene& s = runScene();
   tamble::alignSettings settings;
@@ -84,7 +78,7 @@ BENCHMARK(ImageAlign)
     ->UseRealTime();
 
 void TriAlign(benchmark::State& state) {
-  quietReport quiet;
+  tamble::bench::silentReport quiet;
   zel::setReport(&quiet);
   const tamble::alignbench::scene& s = runScene();
   tamble::polynomialState map;

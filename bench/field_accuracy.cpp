@@ -11,17 +11,10 @@
 
 #include "api/report.h"
 #include "bench/fieldRuns.h"
+#include "bench/silentReport.h"
 #include "plugin/fieldCalculationCommand.h"
 
 namespace {
-
-// The routines' notices would drown the table.
-class silent : public zel::reportSink {
- public:
-  void notice(const std::string&) override {}
-  void progress(const std::string&, int) override {}
-  bool quiet() const override { return true; }
-};
 
 struct errors {
   long pixels = 0;
@@ -55,7 +48,7 @@ struct tableRow {
 
 int main(int argc, char** argv) {
   using namespace tamble;
-  silent sink;
+  tamble::bench::silentReport sink;
   zel::setReport(&sink);
   const std::vector<std::string> extra(argv + 1, argv + argc);
   const tableRow rows[] = {
