@@ -16,7 +16,7 @@
 #include "plugin/backgroundCommands.h"
 #include "plugin/foregroundCommands.h"
 #include "plugin/projectState.h"
-#include "tests/support/commandTest.h"
+#include "tests/support/projectTest.h"
 #include "tests/support/layers.h"
 
 namespace {
@@ -30,22 +30,12 @@ int count(const zel::arrayStore<bool, 2>& mask, bool value) {
   return static_cast<int>(std::count(mask.data, mask.data + mask.count, value));
 }
 
-class BackgroundCommands : public tamble::testing::commandTest {
+class BackgroundCommands : public tamble::testing::projectTest {
  protected:
-  void SetUp() override {
-    commandTest::SetUp();
-    std::string pattern = (std::filesystem::temp_directory_path() / "tamble-bg-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
   void TearDown() override {
     state().paintKind.clear();
-    std::filesystem::remove_all(dir);
-    commandTest::TearDown();
+    projectTest::TearDown();
   }
-  std::string path(const std::string& name) const { return (dir / name).string(); }
-
-  std::filesystem::path dir;
 };
 
 // On the ramp x + 10 y of 6 by 4 (values 0 to 35, mean 17.5) each key

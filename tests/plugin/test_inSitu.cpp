@@ -21,7 +21,7 @@
 #include "plugin/pressurePortsCommands.h"
 #include "plugin/projectCommands.h"
 #include "plugin/projectState.h"
-#include "tests/support/commandTest.h"
+#include "tests/support/projectTest.h"
 #include "tests/support/textFile.h"
 
 namespace {
@@ -37,22 +37,12 @@ std::size_t lineCount(const std::string& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-class InSitu : public tamble::testing::commandTest {
+class InSitu : public tamble::testing::projectTest {
  protected:
   void SetUp() override {
-    commandTest::SetUp();
-    std::string pattern = (std::filesystem::temp_directory_path() / "tamble-ports-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
+    projectTest::SetUp();
     paintIn("pa");
   }
-  void TearDown() override {
-    session().reset();
-    make_available_vur_project(true);
-    std::filesystem::remove_all(dir);
-    commandTest::TearDown();
-  }
-  std::string path(const std::string& name) const { return (dir / name).string(); }
 
   // The paint -20000 + 90000 r + 30000 r^2 Pa, its law written in `unit`;
   // r0 = 1 at the wind-off 100000 Pa. The truth: the ratio q = 0.9 + 0.01 x
@@ -120,7 +110,6 @@ class InSitu : public tamble::testing::commandTest {
       }
   }
 
-  std::filesystem::path dir;
   anchoredLaw law;
 };
 

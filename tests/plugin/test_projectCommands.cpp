@@ -12,7 +12,7 @@
 #include "host/project.h"
 #include "plugin/projectCommands.h"
 #include "plugin/projectState.h"
-#include "tests/support/commandTest.h"
+#include "tests/support/projectTest.h"
 
 namespace {
 
@@ -20,31 +20,8 @@ using namespace tamble;
 
 // Projects written into a folder of their own, opened through the file
 // choice as a user would.
-class ProjectCommands : public tamble::testing::commandTest {
+class ProjectCommands : public tamble::testing::projectTest {
  protected:
-  void SetUp() override {
-    commandTest::SetUp();
-    std::string pattern = (std::filesystem::temp_directory_path() / "tamble-prj-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override {
-    session().reset();
-    make_available_vur_project(true);
-    std::filesystem::remove_all(dir);
-    commandTest::TearDown();
-  }
-
-  std::string path(const std::string& name) const { return (dir / name).string(); }
-
-  // An image file of 6 by 4 pixels of the value `v`.
-  std::string image(const std::string& file, float v) {
-    zel::image img(6, 4);
-    img.fillField(v);
-    write_image(path(file), img);
-    return file;
-  }
-
   // A sensor pair, with the reference pair of a double paint when `double_`.
   zel::vurStr record(bool double_) {
     zel::vurStr r;
@@ -67,8 +44,6 @@ class ProjectCommands : public tamble::testing::commandTest {
     user.ui.fileChoices = {project};
     OpenProject(list);
   }
-
-  std::filesystem::path dir;
 };
 
 // A double-paint project replaces the list's images with its own, by name,

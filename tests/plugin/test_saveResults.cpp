@@ -15,7 +15,7 @@
 #include "plugin/projectCommands.h"
 #include "plugin/projectState.h"
 #include "plugin/saveResults.h"
-#include "tests/support/commandTest.h"
+#include "tests/support/projectTest.h"
 #include "tests/support/textFile.h"
 
 namespace {
@@ -48,21 +48,11 @@ void expectSameLayers(const zel::image& got, const zel::image& want) {
   }
 }
 
-class SaveResults : public tamble::testing::commandTest {
+class SaveResults : public tamble::testing::projectTest {
  protected:
   void SetUp() override {
-    commandTest::SetUp();
-    std::string pattern = (fs::temp_directory_path() / "tamble-save-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
+    projectTest::SetUp();
     fs::create_directory(dir / "img");
-  }
-  void TearDown() override {
-    session().reset();
-    clear_vur();
-    make_available_vur_project(true);
-    fs::remove_all(dir);
-    commandTest::TearDown();
   }
   // An empty folder and a fresh session for the next row of a table.
   void restart() {
@@ -70,15 +60,6 @@ class SaveResults : public tamble::testing::commandTest {
     fs::create_directories(dir / "img");
     session().reset();
     user.ui.notices.clear();
-  }
-
-  std::string path(const std::string& name) const { return (dir / name).string(); }
-
-  std::string image(const std::string& file, float v) {
-    zel::image img(6, 4);
-    img.fillField(v);
-    write_image(path(file), img);
-    return file;
   }
 
   // The project run.vur, its camera images in img/ (the reference pair for a
@@ -138,8 +119,6 @@ class SaveResults : public tamble::testing::commandTest {
       n += e.path().extension() == extension;
     return n;
   }
-
-  fs::path dir;
 };
 
 // A paint's results in the list, the cards chosen, and the file each result
