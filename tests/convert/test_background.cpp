@@ -41,15 +41,13 @@ struct selectCase {
 const selectCase selectCases[] = {
     {"Threshold", [](layers&, backgroundParams& p) { p.r1 = selectThreshold, p.threshold = 10; },
      [](int i) { return i < 10; }},
-    {"AverageScale1IsTheMean", [](layers&, backgroundParams& p) { p.r1 = selectAverage; },
-     [](int i) { return i <= 23; }},
     {"AverageScaleHalf", [](layers&, backgroundParams& p) { p.r1 = selectAverage, p.scale = 0.5f; },
      [](int i) { return i <= 11; }},
-    {"AverageScale100MarksAll",
-     [](layers&, backgroundParams& p) { p.r1 = selectAverage, p.scale = 100; },
-     [](int) { return true; }},
-    {"RelativeQuarter",  // 0 + 47 * 0.25
-     [](layers&, backgroundParams& p) { p.r1 = selectRelative, p.relative = 0.25f; },
+    {"RelativeQuarter",  // 10 + (57 - 10) * 0.25
+     [](layers& l, backgroundParams& p) {
+       for (int i = 0; i < 48; ++i) l.field.data[i] += 10.0f;
+       p.r1 = selectRelative, p.relative = 0.25f;
+     },
      [](int i) { return i <= 11; }},
     {"RelativeOnAConstantImageEnds",
      [](layers& l, backgroundParams& p) {
@@ -133,8 +131,6 @@ const compensateCase compensateCases[] = {
        return 20.0f + 0.01f * (x - 12) * (x - 12) + 4.0f * std::sin(0.3f * y) + 0.05f * x * y;
      },
      nullptr},
-    {"FourSidePlane", compensating(compensateFourSide, 1, 1, 2),
-     [](int x, int y) { return 60.0f + 1.5f * x - 0.75f * y; }, nullptr},
     {"BackgroundPlane", compensating(compensateBkgrPlane),
      [](int x, int y) { return 70.0f - 0.5f * x + 1.25f * y; },
      [](int x, int y) { return paint(x, y) == 0.0f; }},

@@ -1,10 +1,8 @@
 // "Field Calculation..." on small runs made in the list: which results
 // join the list and under which names, the refusals and when they are
 // shown, the cards' dialog, and a single paint's reference values.
-#include <deque>
-
 #include "api/imagesList.h"
-#include "host/paramRecord.h"
+#include "dialogs/cardsDialog.h"
 #include "host/project.h"
 #include "plugin/fieldCalculationCommand.h"
 #include "plugin/projectState.h"
@@ -64,47 +62,31 @@ class FieldStage : public tamble::testing::commandTest {
 // Every refusal: its text, shown outside a list conversion (the missing
 // quadratic term also inside), and the refusing routine's target as it was.
 TEST_F(FieldStage, RefusalsAreShownAsTheRuleSaysAndLeaveTheirTarget) {
-  struct row {
-    const char* condition;
+  const std::string sizes = "Working Bitmaps Have Different Dimensions!";
+  const struct {
     void (*spoil)(zel::imagesList&);
     const char* target;
     std::vector<std::string> texts;
     bool inBatch;
-  };
-  const std::string sizes = "Working Bitmaps Have Different Dimensions!";
-  const row rows[] = {
-      {"a reference of another size",
-       [](zel::imagesList& l) {
-         zel::image* refe = l.find(names::wind_on_refe);
-         refe->resize(4, 2);
-         refe->setFieldName(names::wind_on_refe);
-       },
-       names::Pressure,
-       {sizes, sizes},
-       false},
-      {"no quadratic term",
-       [](zel::imagesList&) { get_paint().c[6] = 0.0; },
-       names::Pressure,
+  } rows[] = {
+      // clang-format off
+      {[](zel::imagesList& l) { zel::image* refe = l.find(names::wind_on_refe);
+                                refe->resize(4, 2); refe->setFieldName(names::wind_on_refe); },
+       names::Pressure, {sizes, sizes}, false},
+      {[](zel::imagesList&) { get_paint().c[6] = 0.0; }, names::Pressure,
        {"Calibration coefficients for PSP acquisition are incorrect. Pressure field will be wrong"},
        true},
-      {"no root",
-       [](zel::imagesList&) { get_flow().P_wind_off = -1e9; },
-       names::Pressure,
-       {"Error in Paint Calibration Coefficients"},
-       false},
-      {"static pressure 0",
-       [](zel::imagesList&) { get_flow().P_static = 0.0; },
-       names::P_Pstat,
-       {"Static Pressure Value is Too Small!"},
-       false},
-      {"dynamic pressure 0",
-       [](zel::imagesList&) { get_flow().P_dynamic = 1e-12; },
-       names::Cp,
-       {"Dynamic Pressure Value is Too Small!"},
-       false},
+      {[](zel::imagesList&) { get_flow().P_wind_off = -1e9; }, names::Pressure,
+       {"Error in Paint Calibration Coefficients"}, false},
+      {[](zel::imagesList&) { get_flow().P_static = 0.0; }, names::P_Pstat,
+       {"Static Pressure Value is Too Small!"}, false},
+      {[](zel::imagesList&) { get_flow().P_dynamic = 1e-12; }, names::Cp,
+       {"Dynamic Pressure Value is Too Small!"}, false},
+      // clang-format on
   };
-  for (const row& r : rows)
+  for (const auto& r : rows)
     for (bool batch : {false, true}) {
+      SCOPED_TRACE(r.texts[0] + (batch ? " in a list" : ""));
       list.clear();
       session().reset();
       user.ui.notices.clear();
@@ -115,25 +97,21 @@ TEST_F(FieldStage, RefusalsAreShownAsTheRuleSaysAndLeaveTheirTarget) {
       cards(1, 1, 1, 1, 0);
       state().batchMode = batch;
       FieldCalculation(list, false);
-      const std::vector<std::string> none;
-      EXPECT_EQ(user.ui.notices, batch && !r.inBatch ? none : r.texts) << r.condition << batch;
-      EXPECT_EQ(list.find(r.target)->field()(1, 1), 42.0f) << r.condition;
-      EXPECT_EQ(list.find(names::Irefe_Isens)->field()(1, 1) == 1.0f, r.texts[0] != sizes)
-          << r.condition;
+      EXPECT_EQ(user.ui.notices, batch && !r.inBatch ? std::vector<std::string>{} : r.texts);
+      EXPECT_EQ(list.find(r.target)->field()(1, 1), 42.0f);
+      EXPECT_EQ(list.find(names::Irefe_Isens)->field()(1, 1) == 1.0f, r.texts[0] != sizes);
     }
 }
 
 // A ratio of 1 gives back the wind-off state: the pressure, P / Pstat and
 // Cp of P_wind_off, in the flow's unit whatever the paint's.
 TEST_F(FieldStage, ResultsComeInTheFlowsUnit) {
-  for (const char* unit : {"pa", "bar", "psi", "mm_hg"}) {
+  const std::pair<const char*, double> units[] = {
+      {"pa", 1.0}, {"bar", 1e-5}, {"psi", 1.0 / 6894.76}, {"mm_hg", 1.0 / 133.322}};
+  for (const auto& [unit, perPa] : units) {
     list.clear();
     run("double");
     get_paint().paintUnit = unit;
-    const double perPa = unit == std::string("pa")    ? 1.0
-                         : unit == std::string("bar") ? 1e-5
-                         : unit == std::string("psi") ? 1.0 / 6894.76
-                                                      : 1.0 / 133.322;
     for (int i = 0; i < 9; i += 3) get_paint().c[i] *= perPa;  // the same law in that unit
     get_flow().flowPressureUnit = "psi";
     get_flow().P_wind_off = 14.5, get_flow().P_static = 10.0, get_flow().P_dynamic = 3.0;
@@ -174,93 +152,57 @@ TEST_F(FieldStage, OnlyChosenResultsJoinTheListUnderTheirNames) {
   EXPECT_NEAR(list.find(names::P_Pstat)->limits().first, 100000.0 / 70000.0, 1e-5);
 }
 
-// A dialog that stays open while its values are refused, as a host shows
-// it: each opening takes the next values; the complaint is a notice.
-struct reopeningUi : tamble::testing::scriptedUi {
-  std::deque<std::vector<std::pair<std::string, std::string>>> openings;
-  bool editRecord(paramRecord& record) override {
-    while (!openings.empty()) {
-      for (const auto& [key, text] : openings.front()) assignParam(record, key, text);
-      openings.pop_front();
-      const auto complaint = checkRecord(record);
-      if (!complaint) return true;
-      notices.push_back(*complaint);
-    }
-    return false;
-  }
-};
-
-// Cards the paint cannot give keep the dialog open with a warning; one or
-// two pressure cards on a temperature paint pass, and give nothing.
-TEST_F(FieldStage, CardsThePaintCannotGiveKeepTheDialogOpen) {
-  struct row {
+// Cards the paint cannot give are refused with a warning (a host keeps the
+// dialog open), and the command runs nothing; one or two pressure cards on
+// a temperature paint pass, and give nothing.
+TEST_F(FieldStage, CardsThePaintCannotGiveAreRefused) {
+  const struct {
     const char* kind;
-    std::vector<std::pair<std::string, std::string>> first;
-    const char* complaint;  // nullptr: the first choice passes
+    CCreateCards cards;  // ii, p, pp, cp, t
+    const char* complaint;
+  } rows[] = {
+      {"double", {1, 0, 0, 0, 1}, "< T > card is of no use\n\n Recheck..."},
+      {"single", {0, 0, 0, 0, 1}, "< T > card is of no use\n\n Recheck..."},
+      {"Tsingle", {0, 1, 1, 1, 0}, "< P >< P/Pstat >< Cp > cards are of no use\n\n Recheck..."},
+      {"Tsingle", {0, 1, 1, 0, 0}, ""},
   };
-  const row rows[] = {
-      {"double", {{"m_ii", "1"}, {"m_t", "1"}}, "< T > card is of no use\n\n Recheck..."},
-      {"single", {{"m_t", "1"}}, "< T > card is of no use\n\n Recheck..."},
-      {"Tsingle",
-       {{"m_p", "1"}, {"m_pp", "1"}, {"m_cp", "1"}},
-       "< P >< P/Pstat >< Cp > cards are of no use\n\n Recheck..."},
-      {"Tsingle", {{"m_ii", "0"}, {"m_p", "1"}, {"m_pp", "1"}, {"m_cp", "0"}}, nullptr},
-  };
-  for (const row& r : rows) {
-    list.clear();
-    session().reset();
-    reopeningUi ui;
-    setHostUi(&ui);
-    run(r.kind);
-    state().key_unit_value = 1, state().wind_on_refe_value = state().wind_off_refe_value = 1.0f;
-    ui.openings = {r.first, {{"m_t", "0"}, {"m_p", "0"}, {"m_pp", "0"}, {"m_ii", "1"}}};
-    FieldCalculationCommand(list);
-    setHostUi(&user.ui);
-    EXPECT_EQ(ui.notices,
-              r.complaint ? std::vector<std::string>{r.complaint} : std::vector<std::string>{})
-        << r.kind;
-    // After the complaint the second choice (the ratio alone) ran; a choice
-    // that passed at once left its pressure cards without images.
-    EXPECT_EQ(list.find(names::Irefe_Isens) != nullptr, r.complaint != nullptr) << r.kind;
-    for (const char* name : {names::Pressure, names::P_Pstat, names::Cp, names::T})
-      EXPECT_EQ(list.find(name), nullptr) << r.kind << " " << name;
-  }
+  for (const auto& r : rows) EXPECT_EQ(cardsComplaint(r.cards, r.kind).value_or(""), r.complaint);
+
+  run("double");
+  params({{"m_ii", "1"}, {"m_t", "1"}});
+  FieldCalculationCommand(list);
+  EXPECT_EQ(list.size(), 4);
+  list.clear();
+  run("Tsingle");
+  state().key_unit_value = 1, state().wind_on_refe_value = state().wind_off_refe_value = 1.0f;
+  params({{"m_ii", "0"}, {"m_p", "1"}, {"m_pp", "1"}, {"m_cp", "0"}, {"m_t", "0"}});
+  FieldCalculationCommand(list);
+  EXPECT_EQ(listed(), (std::vector<std::string>{names::wind_off_sens, names::wind_on_sens}));
 }
 
-// Means over the reference regions, which the stage consumes: a second run
-// without new regions averages over the whole images.
+// The means over the reference regions (checked on synthetic runs) consume
+// them: a second run averages over the whole images; fixed values from the
+// store are taken as they are.
 TEST_F(FieldStage, ASinglePaintsRegionsAreConsumed) {
   run("single");
-  zel::image& off = *list.find(names::wind_off_sens);
-  zel::image& on = *list.find(names::wind_on_sens);
   state().referenceRegions = zel::arrayStore<bool, 2>(4, 3);
   state().referenceRegions.fill(false);
-  for (int y = 0; y < 3; ++y) {
-    off.field()(0, y) = 100.0f, on.field()(0, y) = 50.0f;  // column 0: the region
-    state().referenceRegions(0, y) = true;
-  }
-  state().referenceRegionsPresent = true;
+  state().referenceRegions(0, 0) = state().referenceRegionsPresent = true;
+  list.find(names::wind_off_sens)->field()(0, 0) = 100.0f;
   cards(1, 0, 0, 0, 0);
   FieldCalculation(list, false);
-  const zel::image& ratio = *list.find(names::Irefe_Isens);
   EXPECT_EQ(state().wind_off_refe_value, 100.0f);
-  EXPECT_EQ(state().wind_on_refe_value, 50.0f);
-  EXPECT_EQ(ratio.field()(0, 1), 1.0f);
-  EXPECT_FLOAT_EQ(ratio.field()(3, 1), (1200.0f / 100.0f) / (1000.0f / 50.0f));
   EXPECT_FALSE(state().referenceRegionsPresent);
-
   FieldCalculation(list, false);
-  EXPECT_NE(ratio.field()(3, 1), (1200.0f / 100.0f) / (1000.0f / 50.0f));
-  EXPECT_FLOAT_EQ(state().wind_off_refe_value, (3 * 100.0f + 9 * 1200.0f) / 12.0f);
+  EXPECT_FLOAT_EQ(state().wind_off_refe_value, (100.0f + 11 * 1200.0f) / 12.0f);
 
-  // Fixed values from the store are taken as they are.
   state().key_unit_value = 1, state().wind_off_refe_value = 2.0f, state().wind_on_refe_value = 1.0f;
   storeForSingle(state());
   state() = conversionState();
   paintKind() = "single";
   cards(1, 0, 0, 0, 0);
   FieldCalculation(list, false);
-  EXPECT_FLOAT_EQ(ratio.field()(3, 1), (1200.0f / 2.0f) / 1000.0f);
+  EXPECT_FLOAT_EQ(list.find(names::Irefe_Isens)->field()(3, 1), (1200.0f / 2.0f) / 1000.0f);
 }
 
 }  // namespace

@@ -67,25 +67,6 @@ TEST(Foreground, NoBackgroundIsAnsweredAndChangesNothing) {
   EXPECT_TRUE(sameBits(l, before));
 }
 
-// The foreground grows by a ring a round, a constant as itself (smoothed
-// or not); outside the ROI nothing is written, and nothing passes it.
-TEST(Expansion, AddsDepthRingsButNeverOutsideTheROI) {
-  for (int depth : {0, 1, 3}) {
-    layers l = square();
-    for (int x = 0; x < 20; ++x) l.ROI(x, 14) = false;  // a row below the square
-    const layers before = l;
-    ASSERT_TRUE(ForegroundExpansion(l.field, l.bkgr, l.ROI, depth, 0, 9));
-    EXPECT_EQ(sameBits(l, before), depth == 0);
-    for (int y = 0; y < 16; ++y)
-      for (int x = 0; x < 20; ++x) {
-        const int away = std::max({5 - x, x - 14, 3 - y, y - 12, 0});
-        const bool grown = away <= depth && y < 14;
-        ASSERT_EQ(l.bkgr(x, y), !grown) << depth << ": " << x << "," << y;
-        ASSERT_NEAR(l.field(x, y), grown ? 7.0f : -1.0f, 1e-5f) << x << "," << y;
-      }
-  }
-}
-
 // A ramp along the edge carries on along it; across the edge the last
 // column's value repeats (the ring option mixes in the column before).
 TEST(Expansion, ExtrapolatesARampSensibly) {
@@ -143,7 +124,9 @@ void plainExpansion(layers& l, int depth, int ring, int smooth) {
 }
 
 // The routine works on the growing edge alone; it gives the plain form's
-// bits, on scattered background and on a large region, for every option.
+// bits, on scattered background and ROI and on a large region, for every
+// option: the rings grow by the depth and never into or across a pixel
+// outside the ROI.
 TEST(Expansion, GivesTheBitsOfThePlainForm) {
   layers region = tamble::testing::randomLayers(70, 50, 0.05, 5u);
   for (int y = 10; y < 42; ++y)

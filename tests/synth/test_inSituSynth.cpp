@@ -3,7 +3,6 @@
 // or by a factor; the run's own ports (named by its project) correct it, and
 // Cp and P/Pstat computed again agree with the truth.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -22,13 +21,12 @@
 #include "plugin/pressurePortsCommands.h"
 #include "plugin/projectCommands.h"
 #include "plugin/projectState.h"
-#include "tests/support/commandTest.h"
+#include "tests/support/projectTest.h"
 #include "tests/support/textFile.h"
 
 namespace {
 
 using namespace tamble;
-namespace fs = std::filesystem;
 
 // The paint's calibration with its temperature terms changed so that the
 // law is the same at the wind-off temperature s0 and off at the wind-on
@@ -59,33 +57,19 @@ void misState(zel::paintFeatures& paint, const zel::flowFeatures& flow, const mi
   }
 }
 
-class InSituSynth : public tamble::testing::commandTest,
+class InSituSynth : public tamble::testing::projectTest,
                     public ::testing::WithParamInterface<misCalibration> {
  protected:
-  void SetUp() override {
-    commandTest::SetUp();
-    std::string pattern = (fs::temp_directory_path() / "tamble-insitu-synth-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override {
-    CloseProject(list);
-    session().reset();
-    make_available_vur_project(true);
-    fs::remove_all(dir);
-    commandTest::TearDown();
-  }
-
   // Writes the run, and beside its project one with the mis-stated paint.
   std::string makeRun(const misCalibration& m) {
     const auto run = synth::makeRun(synth::parseRunOptions(
         {"size=256", "depth=float", "noise=0", "motion=0", "distortion=0", "markers=0"}));
     synth::writeRun(*run, dir.string());
-    read_vur_data((dir / "run.vur").string(), false);
+    read_vur_data(path("run.vur"), false);
     zel::vurStr record = get_vur();
     zel::paintFeatures paint = get_paint();
     misState(paint, get_flow(), m);
-    record.project_file = (dir / "misset.vur").string();
+    record.project_file = path("misset.vur");
     write_vur_data(record.project_file, record, paint, get_flow());
     clear_vur();
     return record.project_file;
@@ -124,8 +108,6 @@ class InSituSynth : public tamble::testing::commandTest,
           worst = std::max(worst, std::fabs(result.field()(x, y) - scale * truth.field()(x, y)));
     return worst;
   }
-
-  fs::path dir;
 };
 
 // The three pressure results after the correction, kept past the project.
@@ -149,11 +131,11 @@ struct corrected {
 TEST_P(InSituSynth, TheRunsPortsUndoAMisStatedCalibration) {
   const misCalibration m = GetParam();
   const std::string misSet = makeRun(m);
-  const auto truthP = read_image((dir / "truth_Pressure.imp").string());
-  const auto truthCp = read_image((dir / "truth_Cp.imp").string());
+  const auto truthP = read_image(path("truth_Pressure.imp"));
+  const auto truthCp = read_image(path("truth_Cp.imp"));
 
   // The right calibration: the field calculation gives the truth.
-  EXPECT_LT(convertAndCorrect((dir / "run.vur").string(), m, *truthP), 1e-6 * 150000);
+  EXPECT_LT(convertAndCorrect(path("run.vur"), m, *truthP), 1e-6 * 150000);
   ASSERT_NE(list.find(names::Cp), nullptr);
   const corrected right(list);
   CloseProject(list);
