@@ -182,6 +182,10 @@ void image::resetLimits() {
     const int w = dims[0];
     const arrayStore<bool, 2>* bk = bkgr_;
     const arrayStore<bool, 2>* roi = roi_;
+    // A missing mask counts as no background, or as all ROI: one stand-in
+    // row serves every row.
+    const std::vector<std::uint8_t> none(bk ? 0 : static_cast<std::size_t>(w), 0),
+        all(roi ? 0 : static_cast<std::size_t>(w), 1);
     // Minimum and maximum do not depend on the order of the rows.
 #pragma omp parallel for schedule(static) reduction(min   \
                                                     : lo) \
@@ -189,9 +193,6 @@ void image::resetLimits() {
               : hi) if (field_->count >= parallelThreshold)
     for (int y = 0; y < dims[1]; ++y) {
       float l = std::numeric_limits<float>::infinity(), h = -l;
-      // A missing mask counts as no background, or as all ROI.
-      const std::vector<std::uint8_t> none(bk && roi ? 0 : static_cast<std::size_t>(w), 0),
-          all(bk && roi ? 0 : static_cast<std::size_t>(w), 1);
       const auto* b = bk ? reinterpret_cast<const std::uint8_t*>(bk->row(y)) : none.data();
       const auto* r = roi ? reinterpret_cast<const std::uint8_t*>(roi->row(y)) : all.data();
       rowLimits(field_->row(y), b, r, w, l, h);

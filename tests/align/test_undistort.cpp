@@ -172,6 +172,7 @@ TEST_F(DistortionCommand, RefusalsChangeNothingAndKeepUnDo) {
     EXPECT_EQ(list.actions().size(), steps);
   }
   EXPECT_EQ(user.ui.fileFilters.back(), "Camera parameters files (*.cam)|*.cam||");
+  EXPECT_EQ(user.ui.proposedFiles.back(), "*.cam");
   // A file that is not there is an error naming it; Cancel does nothing.
   const std::string missing = ::testing::TempDir() + "no_such_lens.cam";
   user.ui.fileChoices = {missing};

@@ -135,6 +135,10 @@ TEST_F(CliErrors, UsageErrorsExitWithTwoAndNameTheLine) {
   EXPECT_EQ(r.err, "error: stdin:2: pixel (2, 0) lies outside 'a' (2x2)\n");
   r = script("new a 2 2\nload-mask b ROI x.imp\n");
   EXPECT_EQ(r.err, "error: stdin:2: no image named 'b'; the images are: a\n");
+  r = script("new a 2 2\nrun open-background\n");  // the file choice's proposal is named
+  EXPECT_EQ(r.err,
+            "error: stdin:2: the command asks for a file (Extended Data, proposing a_BG.imp); "
+            "give --file PATH\n");
 }
 
 }  // namespace

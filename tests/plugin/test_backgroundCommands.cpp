@@ -168,6 +168,7 @@ TEST_F(BackgroundCommands, ABackgroundGoesToAFileAndComesBack) {
   user.ui.fileChoices = {path("ramp_BG.imp")};
   EXPECT_TRUE(SaveBackgroundAs(list));
   EXPECT_NE(user.ui.fileFilters.at(0).find("*.imp"), std::string::npos);
+  EXPECT_EQ(user.ui.proposedFiles.at(0), "ramp_BG.imp");  // the image's file, ramp.tif
   img.bkgr().fill(false);
   img.bkgr()(2, 2) = true;
   const zel::arrayStore<bool, 2> before = img.bkgr();
