@@ -246,12 +246,14 @@ alignOutcome ImageAlign(zel::image& first, const zel::image& second, const align
   const zel::markersArray &m1 = first.markers, &m2 = second.markers;
   const int n = std::min(m1.count(), m2.count());
   resetMap(map);
+  out.failed = true;  // until the warp
   if (n == 0) return out;
   if (n <= 2) {
     if (n == 1) shiftMap(m1.items[0], m2.items[0], map);
     else turnMap(m1, m2, map);
     WarpImage(first, map);
     out.warped = true;
+    out.failed = false;
     out.pairs = n;
     return out;
   }
@@ -266,7 +268,10 @@ alignOutcome ImageAlign(zel::image& first, const zel::image& second, const align
     zel::noticeUnlessQuiet(simplified);
     m = 3;
   }
-  if (squaredDifference(m1, m2, n) < 0.001) return out;  // aligned already
+  if (squaredDifference(m1, m2, n) < 0.001) {  // aligned already
+    out.failed = false;
+    return out;
+  }
   const bool keep = m == 0;  // "O ": the fit is reported, the image stays
   if (keep) m = 10;
   pairList pairs;
@@ -292,6 +297,7 @@ alignOutcome ImageAlign(zel::image& first, const zel::image& second, const align
   out.report = fitReport(pairs, m, map, m1, m2, first.fieldName(), second.fieldName());
   if (s.showErrors && !zel::report().quiet() && ask && !ask(out.report)) {
     out.stop = ask("You are going to terminate alignment of the current image.\nAre you sure?");
+    out.failed = false;  // the user's choice, told by `stop`
     return out;
   }
   if (!ZlMatrix(pairs.x1, pairs.y1, pairs.x2, pairs.y2, m, map.inverseX, map.inverseY)) {
@@ -300,6 +306,7 @@ alignOutcome ImageAlign(zel::image& first, const zel::image& second, const align
   }
   WarpImage(first, map, macro ? &blend : nullptr);
   out.warped = true;
+  out.failed = false;
   return out;
 }
 

@@ -36,6 +36,9 @@ struct blendMaps {
 struct alignOutcome {
   bool warped = false;   // the first image was resampled
   bool stop = false;     // the user chose to end a batch of alignments
+  // The image was to be warped and could not be: no markers, too few, no
+  // pairs, no fit. Not set when it was aligned already or was to stay.
+  bool failed = false;
   int pairs = 0;         // marker pairs the fit used
   std::string report;    // the fit's errors, as shown
 };

@@ -1,5 +1,7 @@
 #include "dialogs/conversionDialogs.h"
 
+#include <algorithm>
+
 namespace tamble {
 
 namespace {
@@ -17,36 +19,73 @@ recordDescriptor<T> gaussRecord(const char* cls, const char* section, const char
             &T::m_iter}}};
 }
 
+// The stages that work on the results of "Field Calculation".
+constexpr const char* outputStages[] = {"m_CB01_FinalFilter", "m_CB01_Resection", "m_CB01_FGThin",
+                                        "m_CB01_Corr"};
+
+bool isOutputStage(const std::string& key) {
+  return std::find(std::begin(outputStages), std::end(outputStages), key) != std::end(outputStages);
+}
+
+void clearOutputStages(CConvertBin_01& r, const std::string& key) {
+  if (key != "m_CB01_Convert" || r.m_CB01_Convert) return;
+  r.m_CB01_FinalFilter = r.m_CB01_Resection = r.m_CB01_FGThin = r.m_CB01_Corr = 0;
+}
+
+// A box the project does not offer cannot be on. (The output stages that
+// "Field Calculation" greys are cleared when it is turned off.)
+std::optional<std::string> greyedButOn(const CConvertBin_01& r) {
+  const auto& fields = CConvertBin_01::descriptor().fieldList;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const int on = r.*std::get<int CConvertBin_01::*>(fields[i].where);
+    if (on && !r.offered[i])
+      return "\"" + fields[i].info.caption + "\" is not available for this project";
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 const recordDescriptor<CConvertBin_01>& CConvertBin_01::descriptor() {
   using T = CConvertBin_01;
-  static const recordDescriptor<T> d{
-      "CConvertBin_01",
-      "ConvertBin_01",
-      "Automatic Convert Scenario",
-      {{{"m_CB01_Dark", paramType::Int, flag, "Dark Frame Subtraction"}, &T::m_CB01_Dark},
-       {{"m_CB01_Flat", paramType::Int, flag, "Flat Field Correction"}, &T::m_CB01_Flat},
-       {{"m_CB01_Automarq", paramType::Int, flag, "Automatic Marking"}, &T::m_CB01_Automarq},
-       {{"m_CB01_Revise", paramType::Int, flag, "Markers Precise Positioning"},
-        &T::m_CB01_Revise},
-       {{"m_CB01_FillUpMark", paramType::Int, flag, "Fill Up Markers"}, &T::m_CB01_FillUpMark},
-       {{"m_CB01_Filter", paramType::Int, flag, "Filtering"}, &T::m_CB01_Filter},
-       {{"m_CB01_BackGround", paramType::Int, flag, "BackGround Work"}, &T::m_CB01_BackGround},
-       {{"m_CB01_Distortion", paramType::Int, flag, "Distortion Correction"},
-        &T::m_CB01_Distortion},
-       {{"m_CB01_Alignment", paramType::Int, flag, "Alignment of Images"}, &T::m_CB01_Alignment},
-       {{"m_CB01_Resim", paramType::Int, flag, "Resect Images"}, &T::m_CB01_Resim},
-       {{"m_CB01_Convert", paramType::Int, flag, "Field Calculation"}, &T::m_CB01_Convert},
-       {{"m_CB01_FGThin", paramType::Int, flag, "ForeGround Thinning"}, &T::m_CB01_FGThin},
-       {{"m_CB01_FinalFilter", paramType::Int, flag, "Filter Output Fields"},
-        &T::m_CB01_FinalFilter},
-       {{"m_CB01_Corr", paramType::Int, flag, "Correction in situ"}, &T::m_CB01_Corr},
-       {{"m_CB01_Resection", paramType::Int, flag, "Resect Output Fields"},
-        &T::m_CB01_Resection},
-       {{"m_CB01_ModMark", paramType::Int, flag, "Modify", "Initial Markers"},
-        &T::m_CB01_ModMark}}};
+  static const recordDescriptor<T> d = [] {
+    recordDescriptor<T> d{
+        "CConvertBin_01",
+        "ConvertBin_01",
+        "Automatic Convert Scenario",
+        {{{"m_CB01_Dark", paramType::Int, flag, "Dark Frame Subtraction"}, &T::m_CB01_Dark},
+         {{"m_CB01_Flat", paramType::Int, flag, "Flat Field Correction"}, &T::m_CB01_Flat},
+         {{"m_CB01_Automarq", paramType::Int, flag, "Automatic Marking"}, &T::m_CB01_Automarq},
+         {{"m_CB01_Revise", paramType::Int, flag, "Markers Precise Positioning"},
+          &T::m_CB01_Revise},
+         {{"m_CB01_FillUpMark", paramType::Int, flag, "Fill Up Markers"}, &T::m_CB01_FillUpMark},
+         {{"m_CB01_Filter", paramType::Int, flag, "Filtering"}, &T::m_CB01_Filter},
+         {{"m_CB01_BackGround", paramType::Int, flag, "BackGround Work"}, &T::m_CB01_BackGround},
+         {{"m_CB01_Distortion", paramType::Int, flag, "Distortion Correction"},
+          &T::m_CB01_Distortion},
+         {{"m_CB01_Alignment", paramType::Int, flag, "Alignment of Images"}, &T::m_CB01_Alignment},
+         {{"m_CB01_Resim", paramType::Int, flag, "Resect Images"}, &T::m_CB01_Resim},
+         {{"m_CB01_Convert", paramType::Int, flag, "Field Calculation"}, &T::m_CB01_Convert},
+         {{"m_CB01_FGThin", paramType::Int, flag, "ForeGround Thinning"}, &T::m_CB01_FGThin},
+         {{"m_CB01_FinalFilter", paramType::Int, flag, "Filter Output Fields"},
+          &T::m_CB01_FinalFilter},
+         {{"m_CB01_Corr", paramType::Int, flag, "Correction in situ"}, &T::m_CB01_Corr},
+         {{"m_CB01_Resection", paramType::Int, flag, "Resect Output Fields"}, &T::m_CB01_Resection},
+         {{"m_CB01_ModMark", paramType::Int, flag, "Modify", "Initial Markers"},
+          &T::m_CB01_ModMark}}};
+    d.onEdit = clearOutputStages;
+    d.okCheck = greyedButOn;
+    return d;
+  }();
   return d;
+}
+
+bool controlEnabled(const CConvertBin_01& record, const std::string& key) {
+  const auto& fields = CConvertBin_01::descriptor().fieldList;
+  for (std::size_t i = 0; i < fields.size(); ++i)
+    if (fields[i].info.key == key)
+      return record.offered[i] && (record.m_CB01_Convert || !isOutputStage(key));
+  return false;
 }
 
 const recordDescriptor<CCreateCards>& CCreateCards::descriptor() {

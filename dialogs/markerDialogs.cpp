@@ -45,6 +45,21 @@ const recordDescriptor<CRevMarkers>& CRevMarkers::descriptor() {
   return d;
 }
 
+const recordDescriptor<CCSNumerate>& CCSNumerate::descriptor() {
+  static const std::string frame = "Number of Fixed Markers";
+  static const recordDescriptor<CCSNumerate> d{
+      "CCSNumerate",
+      "CSNumerate",
+      "Numerate Markers (BConvert Source)",
+      {{{"m_box", paramType::Int, std::pair{1.0, 55.0},
+         "Tracking Window (Marker's spatial box size)"},
+        &CCSNumerate::m_box},
+       {{"m_fix", paramType::Radio, std::nullopt, frame, frame, true,
+         {{0, "0"}, {1, "1"}, {2, "2"}, {3, "3 and more"}}},
+        &CCSNumerate::m_fix}}};
+  return d;
+}
+
 float CAutomarq::level() const {
   if (th_rel == 0) return m_tresh;
   if (th_rel == 1) return m_rel;

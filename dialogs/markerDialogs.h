@@ -57,6 +57,15 @@ struct CAutomarl {
   static const recordDescriptor<CAutomarl>& descriptor();
 };
 
+// "Numerate Markers (BConvert Source)": the conversion's "Numerate
+// Markers...", which numbers the markers of every image as wind_off_sens has
+// them.
+struct CCSNumerate {
+  int m_box = 9;  // the tracking window, pixels
+  int m_fix = 0;  // the first markers that are the same on both images: 0, 1, 2, 3 and more
+  static const recordDescriptor<CCSNumerate>& descriptor();
+};
+
 // Whether a dialog shows the control of `key` enabled, given the values now
 // in the record: "Select only fixed markers" greys the search's controls, a
 // law greys the other law's scale, "Box" needs "ENumeration".

@@ -83,6 +83,14 @@ bool single_paint_images_present(const zel::imagesList& list) {
   return singleKind() && allPresent(list, {"wind_off_sens", "wind_on_sens"});
 }
 
+bool source_markers_present(const zel::imagesList& list) {
+  const bool sources =
+      paintKind() == "double"
+          ? allPresent(list, {"wind_off_refe", "wind_on_refe", "wind_off_sens", "wind_on_sens"})
+          : allPresent(list, {"wind_off_sens", "wind_on_sens"});
+  return sources && wind_off_markers_present(list);
+}
+
 bool output_fields_present(const zel::imagesList& list) {
   const std::string& kind = paintKind();
   if (kind == "double" || kind == "single")

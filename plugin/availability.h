@@ -24,6 +24,8 @@ bool flat_images_present(const zel::imagesList& list);
 bool dark_images_present(const zel::imagesList& list);
 bool project_images_present(const zel::imagesList& list);
 bool single_paint_images_present(const zel::imagesList& list);
+// The sources of the paint are present and wind_off_sens has markers.
+bool source_markers_present(const zel::imagesList& list);
 bool output_fields_present(const zel::imagesList& list);
 bool output_fields_and_mesh_present(const zel::imagesList& list);
 
@@ -36,8 +38,7 @@ inline constexpr availabilityTest undo_available{"undo_available", tamble::undo_
 inline constexpr availabilityTest markers_present{"markers_present", tamble::markers_present};
 inline constexpr availabilityTest roi_is_set{"roi_is_set", tamble::roi_is_set};
 inline constexpr availabilityTest bkgr_is_set{"bkgr_is_set", tamble::bkgr_is_set};
-inline constexpr availabilityTest roi_buffer_is_set{"roi_buffer_is_set",
-                                                    tamble::roi_buffer_is_set};
+inline constexpr availabilityTest roi_buffer_is_set{"roi_buffer_is_set", tamble::roi_buffer_is_set};
 inline constexpr availabilityTest markers_buffer_filled{"markers_buffer_filled",
                                                         tamble::markers_buffer_filled};
 inline constexpr availabilityTest project_is_empty{"project_is_empty", tamble::project_is_empty};
@@ -51,8 +52,10 @@ inline constexpr availabilityTest dark_images_present{"dark_images_present",
                                                       tamble::dark_images_present};
 inline constexpr availabilityTest project_images_present{"project_images_present",
                                                          tamble::project_images_present};
-inline constexpr availabilityTest single_paint_images_present{
-    "single_paint_images_present", tamble::single_paint_images_present};
+inline constexpr availabilityTest single_paint_images_present{"single_paint_images_present",
+                                                              tamble::single_paint_images_present};
+inline constexpr availabilityTest source_markers_present{"source_markers_present",
+                                                         tamble::source_markers_present};
 inline constexpr availabilityTest output_fields_present{"output_fields_present",
                                                         tamble::output_fields_present};
 inline constexpr availabilityTest output_fields_and_mesh_present{

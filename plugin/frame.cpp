@@ -119,6 +119,15 @@ bool runStage(zel::imagesList& list, bool (*stage)(zel::imagesList&, bool), afte
   return true;
 }
 
+bool stageParameters(zel::imagesList& list, paramRecord& record, bool interactive) {
+  if (!interactive) {
+    loadRecord(record);
+    return true;
+  }
+  list.snapshot();
+  return showDialog(record);
+}
+
 bool UnDo(zel::imagesList& list) {
   list.restoreSnapshot();
   return true;
@@ -126,14 +135,22 @@ bool UnDo(zel::imagesList& list) {
 
 namespace {
 const commandRegistration commands[] = {
-    commandRegistration({"edit/undo", "Edit", "UnDo",
+    commandRegistration({"edit/undo",
+                         "Edit",
+                         "UnDo",
                          "One step UnDo",
-                         "edit2d.chm::/html/edit_arithmetic.htm", available::undo_available,
-                         {}, UnDo}),
-    commandRegistration({"b-convert/undo", "B Convert", "UnDo",
+                         "edit2d.chm::/html/edit_arithmetic.htm",
+                         available::undo_available,
+                         {},
+                         UnDo}),
+    commandRegistration({"b-convert/undo",
+                         "B Convert",
+                         "UnDo",
                          "Single step UnDo",
-                         "BConvert.chm::/html/BConvert_save.htm", available::undo_available,
-                         {}, UnDo}),
+                         "BConvert.chm::/html/BConvert_save.htm",
+                         available::undo_available,
+                         {},
+                         UnDo}),
 };
 }  // namespace
 

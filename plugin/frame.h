@@ -73,6 +73,11 @@ bool runTwoImages(zel::imagesList& list, const twoImageOperation& op);
 enum class afterStage { selectLast, selectLastOnSuccess, keepCurrent };
 bool runStage(zel::imagesList& list, bool (*stage)(zel::imagesList&, bool), afterStage after);
 
+// The parameters of a stage. From the menu (`interactive`) the stage takes
+// the "UnDo" check point and shows its dialog (false: Cancel); run by an
+// automatic conversion it reads them from the store without a word.
+bool stageParameters(zel::imagesList& list, paramRecord& record, bool interactive);
+
 // "UnDo": puts back the whole list as the last snapshot kept it.
 bool UnDo(zel::imagesList& list);
 

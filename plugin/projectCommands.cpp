@@ -9,14 +9,11 @@
 #include "host/projectDialogs.h"
 #include "plugin/availability.h"
 #include "plugin/catalogue.h"
+#include "plugin/convertLists.h"
 #include "plugin/projectParameters.h"
 #include "plugin/projectState.h"
 
 namespace tamble {
-
-const char* const listProjectNotice =
-    "This project lists several wind-on runs. Converting such a list is not available yet: the "
-    "project opens with its own pair of images.";
 
 namespace {
 
@@ -65,11 +62,22 @@ void loadProject(zel::imagesList& list, const heldProject& before) {
 void resetConversionState() {
   conversionState& s = state();
   s.referenceRegionsPresent = false;
-  for (zel::markersArray& m : s.primaryMarkers) m = zel::markersArray();
+  clearPrimaryMarkers();
   s.distortionDone = false;
   s.referenceFilePending = true;
   s.projectOpen = true;
   make_available_vur_project(false);
+}
+
+// The number of runs a list project lists: its reference list's, or the
+// sensor list's when the two differ (which is told) or when a single paint
+// has no reference list.
+int listLength(const zel::vurStr& project) {
+  const std::size_t refe = project.wind_on_refe_list.size();
+  const std::size_t sens = project.wind_on_sens_list.size();
+  if (refe == 0 && sens == 0) return 0;
+  if (refe != 0 && sens != refe) message("LST SENS != REFE not really, though!", false);
+  return static_cast<int>(sens);
 }
 
 }  // namespace
@@ -79,15 +87,15 @@ bool OpenProject(zel::imagesList& list) {
   if (!api_open_vur_project(-1)) return true;
   const waitCursor cursor;
   loadProject(list, before);
-  const zel::vurStr& project = get_vur();
-  if (!project.wind_on_refe_list.empty() || !project.wind_on_sens_list.empty()) {
-    if (project.wind_on_sens_list.size() != project.wind_on_refe_list.size())
-      message("LST SENS != REFE not really, though!", false);
-    message(listProjectNotice, false);
-  }
+  const int n = listLength(get_vur());
+  if (n > 0) state().batchMode = true;
   paintKind() = determinePaintKind(list);
   if (paintKind().empty()) return true;
-  resetConversionState();
+  if (n == 0) {
+    resetConversionState();
+    return true;
+  }
+  ConvertProjectList(list, n);
   return true;
 }
 
@@ -98,15 +106,23 @@ bool CloseProject(zel::imagesList& list) {
 
 namespace {
 const commandRegistration commands[] = {
-    commandRegistration({"open-project", "B Convert", "Open Project...",
+    commandRegistration({"open-project",
+                         "B Convert",
+                         "Open Project...",
                          "Open ZEL Project",
-                         "BConvert.chm::/html/BConvert_open.htm", available::always,
-                         {freshRecord<CPTselect>}, OpenProject,
+                         "BConvert.chm::/html/BConvert_open.htm",
+                         available::always,
+                         {freshRecord<CPTselect>},
+                         OpenProject,
                          {{userChoice::kind::file, "Open Project"}}}),
-    commandRegistration({"close-project", "B Convert", "Close Project",
+    commandRegistration({"close-project",
+                         "B Convert",
+                         "Close Project",
                          "1",
-                         "BConvert.chm::/html/BConvert_close.htm", available::project_images_present,
-                         {}, CloseProject}),
+                         "BConvert.chm::/html/BConvert_close.htm",
+                         available::project_images_present,
+                         {},
+                         CloseProject}),
 };
 }  // namespace
 

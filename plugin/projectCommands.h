@@ -10,8 +10,4 @@ namespace tamble {
 bool OpenProject(zel::imagesList& list);   // "Open Project..."
 bool CloseProject(zel::imagesList& list);  // "Close Project"
 
-// The text shown when a project lists several wind-on runs: it opens with
-// its own pair of images.
-extern const char* const listProjectNotice;
-
 }  // namespace tamble

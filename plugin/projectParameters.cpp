@@ -43,6 +43,7 @@ std::vector<std::unique_ptr<paramRecord>> stageRecords() {
   add<CConvertBin_01>(records);
   add<CAutomarsc>(records);
   add<CRevMarkers>(records);
+  add<CCSNumerate>(records);
   add<CFillMark>(records);
   add<CGauss>(records);
   add<CGaussBS>(records);

@@ -80,6 +80,31 @@ void markSourceFlags(zel::imagesList& list, bool converted) {
     if (zel::image* img = list.find(name)) img->converted = converted;
 }
 
+std::vector<const char*> paintSourceNames(const std::string& kind) {
+  using namespace names;
+  if (kind == "double") return {wind_on_refe, wind_off_refe, wind_on_sens, wind_off_sens};
+  if (kind == "single" || kind == "Tsingle") return {wind_on_sens, wind_off_sens};
+  return {};
+}
+
+std::vector<const char*> paintResultNames(const std::string& kind) {
+  using namespace names;
+  if (kind == "Tsingle") return {Irefe_Isens, T};
+  return {Irefe_Isens, Pressure, P_Pstat, Cp, T};
+}
+
+zel::markersArray* primaryMarkersOf(const std::string& name) {
+  using namespace names;
+  const char* order[] = {wind_on_sens, wind_off_sens, wind_on_refe, wind_off_refe};
+  for (std::size_t i = 0; i < 4; ++i)
+    if (name == order[i]) return &state().primaryMarkers[i];
+  return nullptr;
+}
+
+void clearPrimaryMarkers() {
+  for (zel::markersArray& m : state().primaryMarkers) m = zel::markersArray();
+}
+
 void refreshList(zel::imagesList&) { hostUi().refreshList(); }
 
 bool setCurrentByName(zel::imagesList& list, const std::string& name) {

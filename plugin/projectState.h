@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
@@ -75,6 +76,17 @@ void forgetProject(zel::imagesList& list);
 void removeResults(zel::imagesList& list);
 // Sets the display flag `converted` of each source and result image present.
 void markSourceFlags(zel::imagesList& list, bool converted);
+// The source images of the paint in the order the stages work on them:
+// "double" wind_on_refe, wind_off_refe, wind_on_sens, wind_off_sens; a single
+// paint the last two; no name for any other kind. Names, present or not.
+std::vector<const char*> paintSourceNames(const std::string& kind);
+// The results of the paint: Irefe_Isens, Pressure, P_Pstat, Cp, T ("Tsingle":
+// Irefe_Isens, T). Names, present or not.
+std::vector<const char*> paintResultNames(const std::string& kind);
+// The primaryMarkers set of a source image (wind_on_sens, wind_off_sens,
+// wind_on_refe, wind_off_refe); null for any other name.
+zel::markersArray* primaryMarkersOf(const std::string& name);
+void clearPrimaryMarkers();
 // Asks the host to redraw the list.
 void refreshList(zel::imagesList& list);
 // Makes the image of that name current; false when there is none.

@@ -46,6 +46,8 @@ zel::markersArray portMarkers(const std::vector<pressureTap>& taps) {
 // The reference plates' pixels as the ROI of the project's reference
 // regions, under the name "Set/Confirm References" gives them.
 constexpr const char* referenceFile = "run_reference.imp";
+// The regions of interest around the model, wind-off and wind-on.
+constexpr const char* modelRegionFiles[2] = {"model_wind_off_ROI.imp", "model_wind_on_ROI.imp"};
 
 std::vector<markerFile> markerFiles(const syntheticRun& run) {
   std::vector<markerFile> files;
@@ -75,6 +77,64 @@ zel::cameraFeatures cameraFile(const syntheticRun& run, bool reference) {
   return c;
 }
 
+// The conversion that `tamble convert` runs on the run: dark and flat
+// frames, the markers found by the ring search and filled up, the tunnel
+// made background, the lens undone, the wind-on images aligned onto the
+// wind-off sensor image by a cubic polynomial, the fields calculated and
+// shifted onto the pressure taps. docs/synthetic-run.md tells why these.
+void scenario(const syntheticRun& run, zel::vurStr& r) {
+  auto set = [&r](const char* section, const char* key, const std::string& value) {
+    r.setParameter(section, key, value);
+  };
+  const bool frames = run.find("wind_off_dark_sens") != nullptr;
+  const std::string sign = run.options.sign == markerSign::dark ? "-1" : "1";
+  const std::string D = number(run.options.diameter);
+  set("ConvertBin_01", "m_CB01_Dark", frames ? "1" : "0");
+  set("ConvertBin_01", "m_CB01_Flat", run.find("flat_sens") ? "1" : "0");
+  set("ConvertBin_01", "m_CB01_Automarq", run.markers.empty() ? "0" : "1");
+  set("ConvertBin_01", "m_CB01_Revise", "0");
+  set("ConvertBin_01", "m_CB01_FillUpMark", run.markers.empty() ? "0" : "1");
+  set("ConvertBin_01", "m_CB01_Filter", "0");
+  set("ConvertBin_01", "m_CB01_BackGround", "1");
+  set("ConvertBin_01", "m_CB01_Distortion", "1");
+  set("ConvertBin_01", "m_CB01_Alignment", run.markers.empty() ? "0" : "1");
+  set("ConvertBin_01", "m_CB01_Resim", "0");
+  set("ConvertBin_01", "m_CB01_Convert", "1");
+  set("ConvertBin_01", "m_CB01_FGThin", "0");
+  set("ConvertBin_01", "m_CB01_FinalFilter", "0");
+  set("ConvertBin_01", "m_CB01_Corr", "0");
+  set("ConvertBin_01", "m_CB01_Resection", "0");
+  set("ConvertBin_01", "m_CB01_ModMark", "0");
+  set("Automarsc", "m_fixed", "0");
+  set("Automarsc", "m_bmr", D);
+  set("Automarsc", "pos_neg", sign);
+  set("Automarsc", "rel", "1");
+  set("Automarsc", "m_relative", "0.2");
+  // Numbered after wind_off_sens: a dark spot that only a wind-on image
+  // shows (a stagnation point) has no partner there and is dropped.
+  set("Automarsc", "m_renumeration", "1");
+  set("Automarsc", "m_box", "9");
+  set("RevMarkers", "m_BiggestRadius", D);
+  set("RevMarkers", "iposneg", sign);
+  set("FillMark", "m_diameter", std::to_string(2 * static_cast<int>(run.options.diameter) + 1));
+  set("BG_Dlg", "m_check_select", "1");
+  set("BG_Dlg", "m_1_average", "0.5");
+  set("BG_Dlg", "m_check_compensate", "0");
+  set("Alignment", "m_micro", "0");
+  set("Alignment", "m_no_trans", "1");
+  set("Alignment", "pnumber", "10");
+  set("Alignment", "rtype", "1");
+  set("Alignment", "m_nsquare", "9");
+  set("Alignment", "m_fixed", "0");
+  set("Alignment", "nfixnumber", "0");
+  set("Alignment", "m_macro", "0");
+  set("Alignment", "m_immediate", "0");
+  set("Alignment", "m_info", "0");
+  set("Alignment", "m_QPED", "0");
+  set("PPStart", "m_order", "0");
+  set("PPStart", "m_correct", "1");
+}
+
 zel::vurStr projectRecord(const syntheticRun& run) {
   zel::vurStr r;
   const std::pair<const char*, std::string zel::vurStr::*> images[] = {
@@ -93,9 +153,15 @@ zel::vurStr projectRecord(const syntheticRun& run) {
     if (run.find(name)) r.*field = std::string(name) + ".tif";
   r.sens_camera_file = "sens.cam";
   r.refe_camera_file = "refe.cam";
-  if (!run.markers.empty()) r.geometry_markers_file = "markers_model.mrk";
   if (!run.plates.empty()) r.reference_file = referenceFile;
+  r.wind_off_sens_ROI_file = modelRegionFiles[0];
+  r.wind_on_sens_ROI_file = modelRegionFiles[1];
+  if (run.find("wind_off_refe")) {
+    r.wind_off_refe_ROI_file = modelRegionFiles[0];
+    r.wind_on_refe_ROI_file = modelRegionFiles[1];
+  }
   if (!run.taps.empty()) r.ports_markers_file = portsFile;
+  scenario(run, r);
   // The result cards the paint can give.
   const bool temperature = run.options.paint == paintKind::temperaturePaint;
   r.setParameter("CreateCards", "m_ii", "1");
@@ -165,6 +231,7 @@ std::vector<std::string> runFiles(const syntheticRun& run) {
   for (const markerFile& m : markerFiles(run)) files.push_back(m.name);
   for (const truthMap& t : run.truth) files.push_back("truth_" + t.name + ".imp");
   if (!run.plates.empty()) files.push_back(referenceFile);
+  for (const char* f : modelRegionFiles) files.push_back(f);
   files.push_back("truth.txt");
   files.push_back(projectFileName);
   return files;
@@ -232,8 +299,8 @@ std::string truthText(const syntheticRun& run) {
   line(t, "peak_signal", number(peakSignal));
   line(t, "counts_per_light", number(run.countsPerLight));
   if (o.light == lightKind::plane)
-    line(t, "plane", number(planeLight[0]) + " " + number(planeLight[1]) + " " +
-                         number(planeLight[2]));
+    line(t, "plane",
+         number(planeLight[0]) + " " + number(planeLight[1]) + " " + number(planeLight[2]));
   if (!run.plates.empty()) {
     section(t, "plates");
     line(t, "brightness", number(run.paint.referenceLight()));
@@ -253,8 +320,9 @@ std::string truthText(const syntheticRun& run) {
   line(t, "flat_level_refe", number(referenceFlatLevel));
   section(t, "markers");
   line(t, "count", std::to_string(run.markers.size()));
-  line(t, "light_factor", number(o.sign == markerSign::dark ? markerCoverage::darkFactor
-                                                           : markerCoverage::brightFactor));
+  line(t, "light_factor",
+       number(o.sign == markerSign::dark ? markerCoverage::darkFactor
+                                         : markerCoverage::brightFactor));
   line(t, "taps", std::to_string(run.taps.size()));
   section(t, "frames");
   for (const frame& f : run.frames) {
@@ -280,6 +348,8 @@ void writeRun(const syntheticRun& run, const std::string& folder) {
   for (const markerFile& m : markerFiles(run)) zel::write_mrk(in(m.name), m.markers);
   for (const truthMap& t : run.truth) write_image(in("truth_" + t.name + ".imp"), *t.image);
   if (!run.plates.empty()) write_array(in(referenceFile), run.plateRegions);
+  for (int state = 0; state < 2; ++state)
+    write_array(in(modelRegionFiles[state]), run.modelRegions[state]);
   const std::string text = truthText(run);
   tamble::writeAtomically(in("truth.txt"), [&](std::FILE* out) {
     return std::fwrite(text.data(), 1, text.size(), out) == text.size();

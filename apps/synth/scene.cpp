@@ -59,7 +59,7 @@ pixelView view(const syntheticRun& run, vec2 pixel, bool windOn) {
 struct stateLight {
   std::vector<double> sensor;
   std::vector<double> reference;
-  std::vector<char> offModel;  // with plates: the pixel is wholly off the model
+  std::vector<char> offModel;  // the pixel is wholly off the model
 };
 
 const referencePlate* plateAt(const syntheticRun& run, int x, int y) {
@@ -99,7 +99,8 @@ class viewRows {
     out.clear();
     if (y < 0 || y >= run.options.height) return;
     out.resize(static_cast<std::size_t>(run.options.width));
-    for (int x = 0; x < run.options.width; ++x) out[static_cast<std::size_t>(x)] = view(run, {double(x), double(y)}, windOn);
+    for (int x = 0; x < run.options.width; ++x)
+      out[static_cast<std::size_t>(x)] = view(run, {double(x), double(y)}, windOn);
   }
   const syntheticRun& run;
   bool windOn;
@@ -138,7 +139,7 @@ stateLight renderState(const syntheticRun& run, const markerCoverage& coverage, 
   stateLight light;
   light.sensor.resize(static_cast<std::size_t>(w) * h);
   if (withReference) light.reference.resize(light.sensor.size());
-  if (!run.plates.empty()) light.offModel.resize(light.sensor.size());
+  light.offModel.resize(light.sensor.size());
 
   auto renderPixel = [&](const viewRows& rows, int x, int y) {
     const std::size_t at = static_cast<std::size_t>(y) * w + x;
@@ -188,7 +189,8 @@ stateLight renderState(const syntheticRun& run, const markerCoverage& coverage, 
     const double back =
         backWeight * (plateAt(run, x, y) ? paint.referenceLight() : backgroundLevel);
     if (!light.offModel.empty()) light.offModel[at] = paintWeight == 0.0;
-    light.sensor[at] = excited * (paintWeight * thickness * paintPhysics::sensorLight(ratio) + back);
+    light.sensor[at] =
+        excited * (paintWeight * thickness * paintPhysics::sensorLight(ratio) + back);
     if (withReference)
       light.reference[at] = excited * (paintWeight * thickness * paint.referenceLight() + back);
 
@@ -269,7 +271,8 @@ void placeMarkers(syntheticRun& run, const std::vector<vec2>& modelPixels) {
       return false;
     for (int k = 0; k <= 8; ++k) {
       const double a = k * pi / 4.0;
-      const vec2 p = k == 8 ? c : vec2{c.x + clearance * portableCos(a), c.y + clearance * portableSin(a)};
+      const vec2 p =
+          k == 8 ? c : vec2{c.x + clearance * portableCos(a), c.y + clearance * portableSin(a)};
       const vec3 at = run.camera.cast(run.model, p);
       if (run.model.locate(at.x, at.y).part == modelPart::none) return false;
     }
@@ -287,8 +290,7 @@ void placeMarkers(syntheticRun& run, const std::vector<vec2>& modelPixels) {
       spreadCentres(o.markers, low, high, 2.0 * o.diameter + 2.0, taps, allowed, random);
   for (const vec2& c : centres) {
     const vec3 at = run.camera.cast(run.model, c);
-    run.markers.push_back(
-        {c, at, run.lens.distort(c), run.lens.distort(windOn(c))});
+    run.markers.push_back({c, at, run.lens.distort(c), run.lens.distort(windOn(c))});
   }
   // Numbered along the rows of the wind-off frames.
   std::sort(run.markers.begin(), run.markers.end(), [](const markerSpot& a, const markerSpot& b) {
@@ -307,7 +309,8 @@ void placePlates(syntheticRun& run) {
                              {margin, h - margin - side},
                              {w - margin - side, h - margin - side}};
   for (int i = 0; i < run.options.plates; ++i)
-    run.plates.push_back({corners[i][0], corners[i][1], corners[i][0] + side, corners[i][1] + side});
+    run.plates.push_back(
+        {corners[i][0], corners[i][1], corners[i][0] + side, corners[i][1] + side});
 }
 
 // The plates' pixels that no part of the model touches in either state.
@@ -321,6 +324,21 @@ void markPlateRegions(syntheticRun& run, const std::vector<char>& offModelOff,
       const std::size_t at = static_cast<std::size_t>(y) * w + x;
       run.plateRegions(x, y) = plateAt(run, x, y) && offModelOff[at] && offModelOn[at];
     }
+}
+
+// The pixels within `margin` of the model, as a user draws the region of
+// interest around it: true inside.
+zel::arrayStore<bool, 2> modelRegion(const std::vector<char>& offModel, int w, int h, int margin) {
+  zel::arrayStore<bool, 2> region(w, h);
+  std::fill(region.data, region.data + region.count, false);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      if (offModel[static_cast<std::size_t>(y) * w + x]) continue;
+      for (int v = std::max(0, y - margin); v <= std::min(h - 1, y + margin); ++v)
+        for (int u = std::max(0, x - margin); u <= std::min(w - 1, x + margin); ++u)
+          region(u, v) = true;
+    }
+  return region;
 }
 
 std::unique_ptr<zel::image> truthImage(int w, int h, const std::string& name) {
@@ -357,7 +375,8 @@ double excitation(const syntheticRun& run, int x, int y, bool windOn) {
     const double r2 = ((x - cx) * (x - cx) + (y - cy) * (y - cy)) / (reach * reach);
     return strength / ((1.0 + r2) * std::sqrt(1.0 + r2));
   };
-  double light = lampAt(0.30 * w, 0.25 * h, 0.75 * s, 0.62) + lampAt(0.75 * w, 0.80 * h, 0.70 * s, 0.52) + 0.08;
+  double light = lampAt(0.30 * w, 0.25 * h, 0.75 * s, 0.62) +
+                 lampAt(0.75 * w, 0.80 * h, 0.70 * s, 0.52) + 0.08;
   if (windOn) light *= run.lamp * (1.0 + run.lampTilt * (2.0 * x / (w - 1.0) - 1.0));
   return light;
 }
@@ -370,13 +389,13 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options) {
   if (std::fabs(o.distortion) > 0.05 * radius)
     throw optionError("distortion: " + std::to_string(o.distortion) +
                       " pixels is more than 5 % of the distance from the optical centre to the far "
-                      "corner (" + std::to_string(0.05 * radius) + ")");
+                      "corner (" +
+                      std::to_string(0.05 * radius) + ")");
   run->lens = lensDistortion::forShift(run->camera.centre, radius, o.distortion);
   run->lamp = o.lampRatio();
   // A double paint's reference cancels a tilt of the wind-on light; a single
   // paint's plane approximation follows a tilted plane of light.
-  run->lampTilt =
-      o.paint == paintKind::doublePaint || o.light == lightKind::plane ? 0.012 : 0.0;
+  run->lampTilt = o.paint == paintKind::doublePaint || o.light == lightKind::plane ? 0.012 : 0.0;
   placePlates(*run);
 
   const std::vector<vec2> modelPixels = modelSamples(*run, std::max(1, std::min(w, h) / 128));
@@ -409,6 +428,8 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options) {
   stateLight lights[2] = {renderState(*run, coverage, false, &planes),
                           renderState(*run, coverage, true, nullptr)};
   markPlateRegions(*run, lights[0].offModel, lights[1].offModel);
+  for (int state = 0; state < 2; ++state)
+    run->modelRegions[state] = modelRegion(lights[state].offModel, w, h, modelMargin);
   const floatPlane gain = gainPattern(run->camera, o.seed);
   const floatPlane dark = darkPattern(w, h, o.seed);
 
@@ -440,8 +461,9 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options) {
         double v = 0.0;
         switch (kind.role) {
           case frameKind::camera:
-            v = exposePixel(run->countsPerLight * gain(x, y) * light[static_cast<std::size_t>(y) * w + x],
-                            dark(x, y) + darkRise, o.noise, random);
+            v = exposePixel(
+                run->countsPerLight * gain(x, y) * light[static_cast<std::size_t>(y) * w + x],
+                dark(x, y) + darkRise, o.noise, random);
             break;
           case frameKind::dark: v = exposePixel(0.0, dark(x, y) + darkRise, o.noise, random); break;
           case frameKind::flat: v = flatPixel(flatLevel, gain(x, y), o.noise, random); break;

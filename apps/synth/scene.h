@@ -54,6 +54,9 @@ struct syntheticRun {
   // regions of a single paint, true inside (the ROI a user draws). Empty
   // without plates.
   zel::arrayStore<bool, 2> plateRegions;
+  // The pixels within modelMargin of the model, wind-off and wind-on: the
+  // region of interest a user draws around it (true inside).
+  zel::arrayStore<bool, 2> modelRegions[2];
   double countsPerLight = 0.0;  // the camera's exposure: counts for a unit of light at gain 1
 
   std::vector<frame> frames;  // camera images, dark frames, flat frames
@@ -73,6 +76,8 @@ std::unique_ptr<syntheticRun> makeRun(const runOptions& options);
 // to 1 across the frame; wind-on it is lamp (a + (b + lampTilt a) u + c v),
 // a plane again.
 double excitation(const syntheticRun& run, int x, int y, bool windOn);
+// How far the region of interest reaches beyond the model, pixels.
+inline constexpr int modelMargin = 3;
 // What the dark tunnel around the model sends, relative to the paint.
 inline constexpr double backgroundLevel = 0.03;
 // The brightest signal of a camera image, in counts above its dark signal.

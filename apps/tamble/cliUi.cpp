@@ -58,6 +58,7 @@ void cliUi::flushNotices() {
 }
 
 bool cliUi::message(const std::string& text, bool ask, bool) {
+  if (!ask && noticeTaker && noticeTaker(text)) return true;
   if (!ask) {
     if (heldCount > 0 && text == heldNotice) {
       ++heldCount;
@@ -90,8 +91,9 @@ bool cliUi::editRecord(paramRecord& record) {
   ++dialogs;
   // A dialog of shown values only is a report: its lines are printed.
   const std::vector<paramInfo>& fields = record.fields();
-  const bool report = !fields.empty() && std::all_of(fields.begin(), fields.end(),
-                                                     [](const paramInfo& f) { return f.shownOnly; });
+  const bool report =
+      !fields.empty() &&
+      std::all_of(fields.begin(), fields.end(), [](const paramInfo& f) { return f.shownOnly; });
   if (report) {
     flushNotices();
     std::string text = record.title();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,6 +32,9 @@ class cliUi : public HostUi {
   explicit cliUi(inputFiles& files) : inputs(files) {}
 
   unansweredPolicy policy = unansweredPolicy::error;
+  // When set, sees each notice first; a notice it answers true for is taken
+  // by it and not printed.
+  std::function<bool(const std::string&)> noticeTaker;
   // The records the dialogs of the present step closed with, as described.
   std::vector<std::pair<std::string, std::string>> shownDialogs;  // title, values
 

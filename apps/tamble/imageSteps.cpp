@@ -102,10 +102,6 @@ int pixelIndex(double v, const char* axis) {
   return static_cast<int>(std::clamp(v, -1.0, 1e9));
 }
 
-std::string sizeText(int width, int height) {
-  return std::to_string(width) + "x" + std::to_string(height);
-}
-
 // A mask's flag at a pixel, "-" for an image without that layer.
 const char* flagAt(const zel::arrayStore<bool, 2>* layer, int x, int y) {
   if (!layer) return "-";

@@ -177,7 +177,7 @@ void cameraSaveStep(session& s, const stepArgs& a) {
     throw stepError(a.file + ": the camera file cannot be written");
 }
 
-void convertStep(session&, const stepArgs& a) {
+void unitsStep(session&, const stepArgs& a) {
   std::printf("%s\n", numberText(convertBy(a.quantity, a.value, a.from, a.to)).c_str());
 }
 

@@ -26,6 +26,10 @@ std::string errorText(const zel::GenericError& error) {
   return std::string(error.message) + " (at " + error.file + ":" + std::to_string(error.line) + ")";
 }
 
+std::string sizeText(int width, int height) {
+  return std::to_string(width) + "x" + std::to_string(height);
+}
+
 void printError(const std::string& text) {
   std::fflush(stdout);
   std::fputs(block("error: ", text).c_str(), stderr);

@@ -19,6 +19,9 @@ namespace tamble::cli {
 std::string block(const std::string& prefix, const std::string& text);
 void printBlock(std::FILE* to, const std::string& prefix, const std::string& text);
 
+// "640x480".
+std::string sizeText(int width, int height);
+
 // Numbers are shown as the shortest text that reads back the same, and read
 // as typed on the command line: a point as decimal mark, nothing else around
 // it (zel::parseNumber's plain form).

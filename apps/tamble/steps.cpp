@@ -95,13 +95,26 @@ void defineProject(CLI::App& app, stepArgs& a) {
   app.add_option("params", a.words, "key=value for its questions (m_type=P or T: single paint)");
 }
 
-void defineConvert(CLI::App& app, stepArgs& a) {
+void defineUnits(CLI::App& app, stepArgs& a) {
   app.add_option("quantity", a.quantity, "length, pressure or temperature")
       ->required()
       ->check(CLI::IsMember({"length", "pressure", "temperature"}));
   app.add_option("value", a.value, "the number")->required();
   app.add_option("from", a.from, "its unit")->required();
   app.add_option("to", a.to, "the unit wanted")->required();
+}
+
+void defineCompare(CLI::App& app, stepArgs& a) {
+  app.add_option("found", a.name, "the image judged")->required();
+  app.add_option("truth", a.command, "the true image")->required();
+  app.add_option("options", a.words, "edge=N, away=R, diff=NAME");
+}
+
+void defineConvert(CLI::App& app, stepArgs& a) {
+  app.add_option("projects", a.words, "project files (.vur) and key=value stage parameters");
+  app.add_option("--list", a.file, "a file naming one project per line")->type_name("FILE");
+  app.add_option("--jobs", a.jobs, "projects converted at once, each in its own process")
+      ->check(CLI::Range(1, 256));
 }
 
 const stepDef steps[] = {
@@ -128,7 +141,10 @@ const stepDef steps[] = {
     {"camera-save", "write a camera file", defineCameraSave, cameraSaveStep},
     {"project", "open a project (\"Open Project...\")", defineProject, projectStep},
     {"close-project", "close the project (\"Close Project\")", defineNothing, closeProjectStep},
-    {"convert", "convert a length, pressure or temperature", defineConvert, convertStep},
+    {"units", "convert a length, pressure or temperature", defineUnits, unitsStep},
+    {"convert", "convert projects: open, run the scenario, save the results", defineConvert,
+     convertStep},
+    {"compare", "print how far an image lies from a true one", defineCompare, compareStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 

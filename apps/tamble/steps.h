@@ -27,7 +27,8 @@ struct stepArgs {
   std::vector<std::string> images;
   std::vector<std::string> files;
   std::vector<std::string> answers;
-  std::string quantity;  // convert: length, pressure or temperature
+  int jobs = 1;          // convert: projects at once
+  std::string quantity;  // units: length, pressure or temperature
   double value = 0.0;
   std::string from;
   std::string to;
@@ -59,7 +60,9 @@ void saveMarkersStep(session& s, const stepArgs& a);
 void markersStep(session& s, const stepArgs& a);
 void cameraShowStep(session& s, const stepArgs& a);
 void cameraSaveStep(session& s, const stepArgs& a);
+void unitsStep(session& s, const stepArgs& a);
 void convertStep(session& s, const stepArgs& a);
+void compareStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.

@@ -81,7 +81,7 @@ TEST_F(CliMarkers, CameraFilesAreWrittenAndShown) {
 
 // A quantity convert does not know is a usage error (the units: docs/cli.md).
 TEST_F(CliMarkers, ConvertRefusesAnUnknownQuantity) {
-  EXPECT_EQ(tamble("convert speed 1 m km").status, 2);
+  EXPECT_EQ(tamble("units speed 1 m km").status, 2);
 }
 
 }  // namespace

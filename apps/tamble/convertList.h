@@ -1,0 +1,26 @@
+// Converting many projects: each in a process of its own, `jobs` at once,
+// with a progress bar on a terminal and one line per project otherwise. A
+// failed project is reported and the others go on.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tamble::cli {
+
+class session;
+
+// The projects a list file names, one per line; blank lines and lines
+// starting with '#' are skipped, and relative paths are taken from the list
+// file's folder.
+std::vector<std::string> readProjectList(const std::string& file);
+
+// Converts every project with the same key=value words; a stepError naming
+// the failed ones when any failed.
+void convertMany(session& s, const std::vector<std::string>& projects,
+                 const std::vector<std::string>& words, int jobs);
+
+// One project in this process (convertStep.cpp).
+void convertOne(session& s, const std::string& project, const std::vector<std::string>& words);
+
+}  // namespace tamble::cli
