@@ -154,11 +154,11 @@ zel::vurStr projectRecord(const syntheticRun& run) {
   r.sens_camera_file = "sens.cam";
   r.refe_camera_file = "refe.cam";
   if (!run.plates.empty()) r.reference_file = referenceFile;
-  r.wind_off_sens_ROI_file = modelRegionFiles[0];
-  r.wind_on_sens_ROI_file = modelRegionFiles[1];
+  // A single paint's ROI on wind_off_sens marks its reference regions: the
+  // regions of interest are named for a double paint only.
   if (run.find("wind_off_refe")) {
-    r.wind_off_refe_ROI_file = modelRegionFiles[0];
-    r.wind_on_refe_ROI_file = modelRegionFiles[1];
+    r.wind_off_sens_ROI_file = r.wind_off_refe_ROI_file = modelRegionFiles[0];
+    r.wind_on_sens_ROI_file = r.wind_on_refe_ROI_file = modelRegionFiles[1];
   }
   if (!run.taps.empty()) r.ports_markers_file = portsFile;
   scenario(run, r);
