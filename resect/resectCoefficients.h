@@ -107,6 +107,17 @@ bool resectProjective(const double* X, const double* Y, const double* Z, const d
 bool resectProjective(const zel::markersArray& image, const zel::markersArray& model,
                       const zel::cameraFeatures& camera, resectCoefficients& out);
 
+// "Resect 1", the method of Tsai, on the same pairs and with the same
+// correction: the radial alignment constraint (seven unknowns, one row per
+// active pair) gives the first two rows of the rotation, the x and y
+// translation and the ratio of the axes' scales; the third row is their
+// cross product; the focal length and the z translation solve a second
+// system. The record is divided by its Z coefficient (both denominators
+// alike) unless the camera looks nearly across Z. False, with `out`
+// unchanged, as for the projective method.
+bool resectTsai(const double* X, const double* Y, const double* Z, const double* x, const double* y,
+                const bool* active, int n, const resectCamera& camera, resectCoefficients& out);
+
 // The residuals of the active pairs in the image: dx, dy are the projected
 // minus the measured coordinates, in pixels.
 struct resectErrors {
