@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -12,6 +14,19 @@ namespace {
 bool finitePair(const markerPairs& p, int i) {
   return std::isfinite(p.X[i]) && std::isfinite(p.Y[i]) && std::isfinite(p.Z[i]) &&
          std::isfinite(p.x[i]) && std::isfinite(p.y[i]);
+}
+
+// A rational function and any multiple of it are the same projection; the
+// solver lets the scale drift, so the record is put back with a Z
+// coefficient of 1 in each denominator, as the closed methods give it
+// (unless that coefficient is 0: a camera looking across Z).
+void unitZ(std::array<double, 8>& a) {
+  double largest = 0.0;
+  for (double v : a) largest = std::max(largest, std::fabs(v));
+  if (!(std::fabs(a[7]) > 1e-12 * largest)) return;
+  const double z = a[7];
+  for (double& v : a) v /= z;
+  a[7] = 1.0;
 }
 
 // The solver on the active pairs; its text, and the record and lens
@@ -32,8 +47,11 @@ std::string optimise(const markerPairs& p, const zel::cameraFeatures& camera,
   std::string text;
   if (calibrateCamera(X.data(), Y.data(), Z.data(), x.data(), y.data(), n, camera,
                       projection.coefficients.ax.data(), projection.coefficients.ay.data(),
-                      distortion, text))
+                      distortion, text)) {
     projection.lens = {distortion[0], distortion[1]};
+    unitZ(projection.coefficients.ax);
+    unitZ(projection.coefficients.ay);
+  }
   return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "api/numbers.h"
 #include "resect/resectCoefficients.h"
@@ -15,6 +16,7 @@ double measuredX[solverCapacity], measuredY[solverCapacity];
 double computedU[solverCapacity], computedV[solverCapacity];
 int pointCount = 0;
 double scaleX = 1.0, scaleY = 1.0, centreX = 0.0, centreY = 0.0;
+double lensRadius = 1.0;  // half the sensor's diagonal
 solverRecord record;
 
 double guarded(double d) {
@@ -86,6 +88,7 @@ bool setSolverPoints(const double* X, const double* Y, const double* Z, const do
   scaleY = scale->sy;
   centreX = scale->cx;
   centreY = scale->cy;
+  lensRadius = scale->radius > 0.0 ? scale->radius : 1.0;
   return true;
 }
 
@@ -147,12 +150,49 @@ void configurationStage(double* p, std::string& text) {
   text += pearsonLine();
 }
 
-// Foton stage: quasi-Newton from the best point, the counts reset.
+// How far each parameter moves the projected points: a change of p[j] by
+// unit[j] moves them by about one pixel (RMS). A parameter that moves
+// nothing gets 0. A parameter at 0 is probed on the scale of the sensor for
+// the lens terms and of 1 for the rest.
+void influenceUnits(const double* p, double* unit) {
+  projectAll(p);
+  const std::vector<double> u(computedU, computedU + pointCount), v(computedV, computedV + pointCount);
+  const double R2 = lensRadius * lensRadius;
+  double q[solverParameters];
+  std::copy(p, p + solverParameters, q);
+  for (int j = 0; j < solverParameters; ++j) {
+    const double floor = j == 16 ? 1.0 / R2 : j == 17 ? 1.0 / (R2 * R2) : 1.0;
+    const double h = 1e-6 * (p[j] != 0.0 ? std::fabs(p[j]) : floor);
+    q[j] = p[j] + h;
+    projectAll(q);
+    q[j] = p[j];
+    double sum = 0.0;
+    for (int i = 0; i < pointCount; ++i)
+      sum += (computedU[i] - u[i]) * (computedU[i] - u[i]) + (computedV[i] - v[i]) * (computedV[i] - v[i]);
+    const double moved = pointCount > 0 ? std::sqrt(sum / pointCount) : 0.0;
+    unit[j] = moved > 0.0 && std::isfinite(moved) ? h / moved : 0.0;
+  }
+  projectAll(p);
+}
+
+// Foton stage: quasi-Newton from the best point, the counts reset. The
+// iteration runs on the parameters measured from that point in the units
+// above: its difference steps (1e-3 of a coordinate, at least 1e-4) are then
+// small against the fit whatever size the parameters have, and a lens term
+// at 0, which the simplex cannot move, is found here.
 void fotonStage(double* p, std::string& text) {
   record.evaluations = 0;
   record.bestEvaluation = 0;
   text += "Before Foton Method Steps: " + std::to_string(foton) + "  F=" + number(record.best) + "\n";
-  const quasiNewtonResult r = quasiNewtonSearch(solverObjective, solverParameters, 6, foton, 0, p);
+  double start[solverParameters], unit[solverParameters], y[solverParameters] = {};
+  double q[solverParameters];
+  std::copy(p, p + solverParameters, start);
+  influenceUnits(start, unit);
+  const searchObjective measured = [&](const double* at) {
+    for (int j = 0; j < solverParameters; ++j) q[j] = start[j] + unit[j] * at[j];
+    return solverObjective(q);
+  };
+  const quasiNewtonResult r = quasiNewtonSearch(measured, solverParameters, 6, foton, 0, y);
   text += "Code #" + std::to_string(r.code) + "\n";
   text += "After Foton  Method Steps: " + std::to_string(r.evaluations) + " / " +
           std::to_string(record.evaluations) + "  F=" + number(record.best) + "  at  " +

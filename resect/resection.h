@@ -15,7 +15,8 @@ namespace tamble {
 // active. resectType 0 is "Resect 1" (Tsai), 1 "Resect 2" (projective); any
 // other throws zel::AlgoError "Wrong resect type". With `optimize` the
 // calibration solver runs on the active pairs (at most 8192) after the
-// closed method.
+// closed method; its record is then divided by the Z coefficient of each
+// denominator, so that a7x = a7y = 1 as the closed methods give them.
 //
 // On success: `coefficients`, the residual figures in `errorsRecord` and the
 // projection terms of the lens in `distortion` (the camera's own, converted,

@@ -275,7 +275,8 @@ TEST(ResectType, OnlyZeroAndOneAreMethods) {
 }
 
 // The report of a solved camera: the solver's stages, then the error
-// report, whose figures are those of the outputs' own projection.
+// report, whose figures are those of the outputs' own projection, whose
+// denominators have a Z coefficient of 1.
 TEST(Report, HoldsTheSolverStagesAndTheResidualsOfTheResult) {
   const trueCamera truth = overheadCamera();
   const pointSet s = scatter(truth, 30, 0.2, 13);
@@ -285,6 +286,8 @@ TEST(Report, HoldsTheSolverStagesAndTheResidualsOfTheResult) {
   ASSERT_TRUE(o.ok);
   ASSERT_EQ(log.notices.size(), 1u);
   EXPECT_EQ(log.notices[0], o.report);
+  EXPECT_EQ(o.projection.coefficients.ax[7], 1.0) << "the solver's record is put back to a7 = 1";
+  EXPECT_EQ(o.projection.coefficients.ay[7], 1.0);
   const char* order[] = {"Initial Tsai or Brelin Method                 F=",
                          "Before Configuration Method Steps: 50000  F=",
                          "After Configuration method Steps: ", "Before Foton Method Steps: 400000",
