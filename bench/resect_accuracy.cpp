@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@
 #include "bench/cameraScenes.h"
 #include "bench/silentReport.h"
 #include "resect/cameraPose.h"
-#include "resect/resection.h"
+#include "resect/cameraCalibration.h"
 
 #ifdef TAMBLE_BENCH_OPENCV
 #include <opencv2/calib3d.hpp>
@@ -37,6 +38,7 @@ struct outcome {
   double position = 0.0;   // distance from the true camera centre, mm
   double angle = 0.0;      // rotation error, degrees
   double cornerShift = 0.0;  // the lens's shift at the frame's corner, pixels
+  double centreError = 0.0;  // of the optical centre, pixels
   double seconds = 0.0;
 };
 
@@ -74,20 +76,19 @@ double cornerShift(const lensTerms& lens, double R, double pitch) {
   return (R - R / (1.0 + lens.k1 * R * R + lens.k2 * R * R * R * R)) / pitch;
 }
 
-outcome ours(const scene& s, int type, bool optimize) {
+outcome ours(const scene& s, int type, bool optimize, bool centre = false) {
   zel::markersArray image, model;
   for (int i = 0; i < s.used.size(); ++i) {
     image.add({s.used.x[i], s.used.y[i], 0, 0, true, 0});
     model.add({s.used.X[i], s.used.Y[i], s.used.Z[i], 0, true, 0});
   }
   outcome o;
-  cameraProjection p{{}, *resectCameraOf(s.file), {}};
-  resectErrors errors;
   const auto start = std::chrono::steady_clock::now();
-  o.ok = calcResectCoefficients(image, model, s.file, type, optimize, p.coefficients, errors, p.lens,
-                                false, "bench");
+  const calibrationOutcome c = calibrateFromMarkers(image, model, s.file, type, optimize, centre, "bench");
   o.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  o.ok = c.solved;
   if (!o.ok) return o;
+  const cameraProjection& p = c.projection;
   const auto project = [&](double X, double Y, double Z, double& x, double& y) {
     p.project(X, Y, Z, x, y);
   };
@@ -102,6 +103,7 @@ outcome ours(const scene& s, int type, bool optimize) {
     o.angle = rotationError(pose.axes, s.truth.axes);
   }
   o.cornerShift = cornerShift(p.lens, s.truth.radius(), s.truth.pitch);
+  o.centreError = std::hypot(c.camera.cx - s.truth.cx, c.camera.cy - s.truth.cy);
   return o;
 }
 
@@ -155,6 +157,7 @@ outcome opencv(const scene& s) {
   const double rn = s.truth.radius() / s.file.dx / (0.5 * (fx + fy));
   const double k1 = dist.at<double>(0), k2 = dist.at<double>(1);
   o.cornerShift = -(k1 * rn * rn + k2 * rn * rn * rn * rn) * s.truth.radius() / s.file.dx;
+  o.centreError = std::hypot(K.at<double>(0, 2) - s.truth.cx, K.at<double>(1, 2) - s.truth.cy);
   return o;
 }
 #endif
@@ -167,16 +170,16 @@ std::string cell(const outcome& o) {
 }
 
 std::string pose(const outcome& o) {
-  if (!o.ok) return "failed | | | ";
+  if (!o.ok) return "failed | | | | ";
   char text[128];
-  std::snprintf(text, sizeof text, "%.3f | %.1f | %.3f | %.2f", o.focus, o.position, o.angle,
-                o.cornerShift);
+  std::snprintf(text, sizeof text, "%.3f | %.1f | %.3f | %.2f | %.2f", o.focus, o.position, o.angle,
+                o.cornerShift, o.centreError);
   return text;
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   tamble::bench::silentReport sink;
   zel::setReport(&sink);
   struct cameraCase {
@@ -184,10 +187,13 @@ int main() {
     trueCamera (*make)();
   } cameras[] = {{"overhead 25 mm", overheadCamera}, {"wide 12 mm", wideCamera}};
   const double noises[] = {0.0, 0.1, 0.5};
-  const int counts[] = {9, 20, 100, 500};
-  std::printf("Reprojection error, pixels RMS: fit (points used) / truth (300 other points)\n\n");
+  std::vector<int> counts = {9, 20, 100, 500};
+  if (argc > 1) counts.assign(1, std::atoi(argv[1]));
+  std::printf("Reprojection error, pixels RMS: fit (the points used) / truth (300 other points).\n"
+              "The camera file has the frame's middle as its centre and no lens terms.\n\n");
   std::printf("| camera | noise px | points | Resect 1 | Resect 1 + solver | Resect 2 | "
-              "Resect 2 + solver | OpenCV calibrateCamera | solver s (R1, R2) | OpenCV s |\n");
+              "Resect 2 + solver | Resect 2 + solver + centre | OpenCV calibrateCamera | "
+              "time s: R2 + solver, + centre, OpenCV |\n");
   std::printf("|---|---|---|---|---|---|---|---|---|---|\n");
   std::vector<std::string> poses;
   for (const cameraCase& c : cameras) {
@@ -197,41 +203,36 @@ int main() {
         s.truth = c.make();
         s.used = scatter(s.truth, count, noise, 1000u + count);
         s.fresh = scatter(s.truth, 300, 0.0, 77u);
-        const lensTerms correction = cameraLens(s.truth.lens, s.truth.radius());
-        s.file = s.truth.file((s.truth.width - 1) / 2.0, (s.truth.height - 1) / 2.0,
-                              {0.5 * correction.k1, 0.5 * correction.k2});
+        s.file = s.truth.file((s.truth.width - 1) / 2.0, (s.truth.height - 1) / 2.0, {});
         const outcome r1 = ours(s, 0, false), r1s = ours(s, 0, true);
-        const outcome r2 = ours(s, 1, false), r2s = ours(s, 1, true);
+        const outcome r2 = ours(s, 1, false), r2s = ours(s, 1, true), r2c = ours(s, 1, true, true);
         outcome cv;
 #ifdef TAMBLE_BENCH_OPENCV
         cv = opencv(s);
 #endif
-        std::printf("| %s | %.1f | %d | %s | %s | %s | %s | %s | %.3f, %.3f | %.4f |\n", c.name, noise,
-                    count, cell(r1).c_str(), cell(r1s).c_str(), cell(r2).c_str(), cell(r2s).c_str(),
-                    cv.ok ? cell(cv).c_str() : "not run", r1s.seconds, r2s.seconds, cv.seconds);
+        std::printf("| %s | %.1f | %d | %s | %s | %s | %s | %s | %s | %.2f, %.2f, %.4f |\n", c.name,
+                    noise, count, cell(r1).c_str(), cell(r1s).c_str(), cell(r2).c_str(),
+                    cell(r2s).c_str(), cell(r2c).c_str(), cv.ok ? cell(cv).c_str() : "not run",
+                    r2s.seconds, r2c.seconds, cv.seconds);
+        if (count != 100 || noise != 0.1) continue;
         char line[512];
-        const double trueShift = cornerShift(s.truth.lens, s.truth.radius(), s.truth.pitch);
+        std::snprintf(line, sizeof line, "| %s | truth | %.3f | 0 | 0 | %.2f | 0 |\n", c.name,
+                      s.truth.focus, cornerShift(s.truth.lens, s.truth.radius(), s.truth.pitch));
+        poses.push_back(line);
         const char* names[] = {"Resect 1", "Resect 1 + solver", "Resect 2", "Resect 2 + solver",
-                               "OpenCV"};
-        const outcome* all[] = {&r1, &r1s, &r2, &r2s, &cv};
-        for (int m = 0; m < 5; ++m) {
-          std::snprintf(line, sizeof line, "| %s | %.1f | %d | %s | %s |\n", c.name, noise, count,
-                        names[m], pose(*all[m]).c_str());
-          if (m == 0 && count == 100 && noise == 0.1) {
-            char truth[256];
-            std::snprintf(truth, sizeof truth, "| %s | %.1f | %d | truth | %.3f | 0 | 0 | %.2f |\n",
-                          c.name, noise, count, s.truth.focus, trueShift);
-            poses.push_back(truth);
-          }
-          if (count == 100 && noise == 0.1) poses.push_back(line);
+                               "Resect 2 + solver + centre", "OpenCV"};
+        const outcome* all[] = {&r1, &r1s, &r2, &r2s, &r2c, &cv};
+        for (int m = 0; m < 6; ++m) {
+          std::snprintf(line, sizeof line, "| %s | %s | %s |\n", c.name, names[m], pose(*all[m]).c_str());
+          poses.push_back(line);
         }
       }
   }
   std::printf("\nRecovered camera (100 points, noise 0.1 px): focal length mm, distance of the "
-              "camera centre from the truth mm, rotation error degrees, lens shift at the "
-              "frame's corner px (positive: towards the centre)\n\n");
-  std::printf("| camera | noise px | points | method | focal length | centre error | angle error | "
-              "corner shift |\n|---|---|---|---|---|---|---|---|\n");
+              "camera centre from the truth mm, rotation error degrees, the lens's shift at the "
+              "frame's corner px (positive: towards the middle), optical centre error px\n\n");
+  std::printf("| camera | method | focal length | position error | angle error | corner shift | "
+              "centre error |\n|---|---|---|---|---|---|---|\n");
   for (const std::string& line : poses) std::printf("%s", line.c_str());
   return 0;
 }

@@ -31,6 +31,9 @@ struct stepArgs {
   double value = 0.0;
   std::string from;
   std::string to;
+  std::string imageMarkers;  // calibrate: the image's markers, the model's, the file written
+  std::string modelMarkers;
+  std::string output;
 };
 
 // Adds every step as a subcommand of `app`, its arguments bound to `args`.
@@ -60,6 +63,7 @@ void markersStep(session& s, const stepArgs& a);
 void cameraShowStep(session& s, const stepArgs& a);
 void cameraSaveStep(session& s, const stepArgs& a);
 void convertStep(session& s, const stepArgs& a);
+void calibrateStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
