@@ -19,8 +19,8 @@
 #include "api/report.h"
 #include "bench/cameraScenes.h"
 #include "bench/silentReport.h"
-#include "resect/cameraPose.h"
 #include "resect/cameraCalibration.h"
+#include "resect/cameraPose.h"
 
 #ifdef TAMBLE_BENCH_OPENCV
 #include <opencv2/calib3d.hpp>
@@ -34,9 +34,9 @@ using namespace tamble::camerabench;
 struct outcome {
   bool ok = false;
   double fit = 0.0, truth = 0.0;
-  double focus = 0.0;      // mm
-  double position = 0.0;   // distance from the true camera centre, mm
-  double angle = 0.0;      // rotation error, degrees
+  double focus = 0.0;        // mm
+  double position = 0.0;     // distance from the true camera centre, mm
+  double angle = 0.0;        // rotation error, degrees
   double cornerShift = 0.0;  // the lens's shift at the frame's corner, pixels
   double centreError = 0.0;  // of the optical centre, pixels
   double seconds = 0.0;
@@ -84,7 +84,8 @@ outcome ours(const scene& s, int type, bool optimize, bool centre = false) {
   }
   outcome o;
   const auto start = std::chrono::steady_clock::now();
-  const calibrationOutcome c = calibrateFromMarkers(image, model, s.file, type, optimize, centre, "bench");
+  const calibrationOutcome c =
+      calibrateFromMarkers(image, model, s.file, type, optimize, centre, "bench");
   o.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   o.ok = c.solved;
   if (!o.ok) return o;
@@ -124,10 +125,11 @@ outcome opencv(const scene& s) {
   outcome o;
   const auto start = std::chrono::steady_clock::now();
   try {
-    cv::calibrateCamera(std::vector<std::vector<cv::Point3f>>{object},
-                        std::vector<std::vector<cv::Point2f>>{picture},
-                        cv::Size(s.truth.width, s.truth.height), K, dist, rvecs, tvecs,
-                        cv::CALIB_USE_INTRINSIC_GUESS | cv::CALIB_FIX_K3 | cv::CALIB_ZERO_TANGENT_DIST);
+    cv::calibrateCamera(
+        std::vector<std::vector<cv::Point3f>>{object},
+        std::vector<std::vector<cv::Point2f>>{picture}, cv::Size(s.truth.width, s.truth.height), K,
+        dist, rvecs, tvecs,
+        cv::CALIB_USE_INTRINSIC_GUESS | cv::CALIB_FIX_K3 | cv::CALIB_ZERO_TANGENT_DIST);
   } catch (const cv::Exception&) {
     return o;
   }
@@ -189,11 +191,13 @@ int main(int argc, char** argv) {
   const double noises[] = {0.0, 0.1, 0.5};
   std::vector<int> counts = {9, 20, 100, 500};
   if (argc > 1) counts.assign(1, std::atoi(argv[1]));
-  std::printf("Reprojection error, pixels RMS: fit (the points used) / truth (300 other points).\n"
-              "The camera file has the frame's middle as its centre and no lens terms.\n\n");
-  std::printf("| camera | noise px | points | Resect 1 | Resect 1 + solver | Resect 2 | "
-              "Resect 2 + solver | Resect 2 + solver + centre | OpenCV calibrateCamera | "
-              "time s: R2 + solver, + centre, OpenCV |\n");
+  std::printf(
+      "Reprojection error, pixels RMS: fit (the points used) / truth (300 other points).\n"
+      "The camera file has the frame's middle as its centre and no lens terms.\n\n");
+  std::printf(
+      "| camera | noise px | points | Resect 1 | Resect 1 + solver | Resect 2 | "
+      "Resect 2 + solver | Resect 2 + solver + centre | OpenCV calibrateCamera | "
+      "time s: R2 + solver, + centre, OpenCV |\n");
   std::printf("|---|---|---|---|---|---|---|---|---|---|\n");
   std::vector<std::string> poses;
   for (const cameraCase& c : cameras) {
@@ -219,20 +223,23 @@ int main(int argc, char** argv) {
         std::snprintf(line, sizeof line, "| %s | truth | %.3f | 0 | 0 | %.2f | 0 |\n", c.name,
                       s.truth.focus, cornerShift(s.truth.lens, s.truth.radius(), s.truth.pitch));
         poses.push_back(line);
-        const char* names[] = {"Resect 1", "Resect 1 + solver", "Resect 2", "Resect 2 + solver",
-                               "Resect 2 + solver + centre", "OpenCV"};
+        const char* names[] = {"Resect 1",          "Resect 1 + solver",          "Resect 2",
+                               "Resect 2 + solver", "Resect 2 + solver + centre", "OpenCV"};
         const outcome* all[] = {&r1, &r1s, &r2, &r2s, &r2c, &cv};
         for (int m = 0; m < 6; ++m) {
-          std::snprintf(line, sizeof line, "| %s | %s | %s |\n", c.name, names[m], pose(*all[m]).c_str());
+          std::snprintf(line, sizeof line, "| %s | %s | %s |\n", c.name, names[m],
+                        pose(*all[m]).c_str());
           poses.push_back(line);
         }
       }
   }
-  std::printf("\nRecovered camera (100 points, noise 0.1 px): focal length mm, distance of the "
-              "camera centre from the truth mm, rotation error degrees, the lens's shift at the "
-              "frame's corner px (positive: towards the middle), optical centre error px\n\n");
-  std::printf("| camera | method | focal length | position error | angle error | corner shift | "
-              "centre error |\n|---|---|---|---|---|---|---|\n");
+  std::printf(
+      "\nRecovered camera (100 points, noise 0.1 px): focal length mm, distance of the "
+      "camera centre from the truth mm, rotation error degrees, the lens's shift at the "
+      "frame's corner px (positive: towards the middle), optical centre error px\n\n");
+  std::printf(
+      "| camera | method | focal length | position error | angle error | corner shift | "
+      "centre error |\n|---|---|---|---|---|---|---|\n");
   for (const std::string& line : poses) std::printf("%s", line.c_str());
   return 0;
 }

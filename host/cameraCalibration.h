@@ -16,7 +16,7 @@ struct cameraCalibrationRequest {
   zel::markersArray image;  // image points, pixels
   zel::markersArray model;  // the same points on the model; pairs by index
   zel::cameraFeatures camera;
-  int method = 0;  // 0 "Resect 1" (Tsai), 1 "Resect 2" (projective)
+  int method = 0;        // 0 "Resect 1" (Tsai), 1 "Resect 2" (projective)
   bool optimize = true;  // the calibration solver after the closed method
   bool centre = false;   // move the optical centre to where the projection puts it
   std::string name;      // for the report
@@ -24,8 +24,8 @@ struct cameraCalibrationRequest {
 
 struct cameraCalibrationResult {
   bool solved = false;
-  std::string report;          // the report, or why nothing was solved
-  zel::cameraFeatures camera;  // the improved camera
+  std::string report;                // the report, or why nothing was solved
+  zel::cameraFeatures camera;        // the improved camera
   std::array<double, 8> ax{}, ay{};  // the coefficients a0x..a7x, a0y..a7y
   double k1 = 0.0, k2 = 0.0;         // the lens terms of the projection
 };

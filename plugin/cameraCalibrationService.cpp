@@ -15,9 +15,9 @@ cameraCalibrationResult calibrate(const cameraCalibrationRequest& request) {
     result.report = "Wrong resect type";
     return result;
   }
-  const calibrationOutcome o = calibrateFromMarkers(request.image, request.model, request.camera,
-                                                    request.method, request.optimize,
-                                                    request.centre, request.name);
+  const calibrationOutcome o =
+      calibrateFromMarkers(request.image, request.model, request.camera, request.method,
+                           request.optimize, request.centre, request.name);
   result.solved = o.solved;
   result.report = o.report;
   if (!o.solved) return result;

@@ -64,7 +64,8 @@ bool calcResectCoefficients(const zel::markersArray& imageMarkers,
                             lensTerms& distortion, bool showErrors, const std::string& name,
                             std::string* report) {
   if (resectType != 0 && resectType != 1)  // raised from the module's own source path
-    throw zel::AlgoError("resect_coeff", __LINE__, "Wrong resect type", zel::AlgoError::standardCode);
+    throw zel::AlgoError("resect_coeff", __LINE__, "Wrong resect type",
+                         zel::AlgoError::standardCode);
   const auto done = [&](const std::string& text, bool result) {
     if (report) *report = text;
     if (showErrors) zel::noticeUnlessQuiet(text);
@@ -79,17 +80,20 @@ bool calcResectCoefficients(const zel::markersArray& imageMarkers,
   if (active < 9) return done(head + "Real count of the markers is too small", false);
   const std::optional<resectCamera> scale = resectCameraOf(camera);
   if (!scale)
-    return done(head + "The camera has no pixel scale: dx, dy, ncx, ncy, nfx and nfy must be positive",
-                false);
+    return done(
+        head + "The camera has no pixel scale: dx, dy, ncx, ncy, nfx and nfy must be positive",
+        false);
   for (int i = 0; i < p.n; ++i)
     if (p.active[i] && !finitePair(p, i))
-      return done(head + "Marker No " + std::to_string(i + 1) +
-                      " has a coordinate that is not a number", false);
+      return done(
+          head + "Marker No " + std::to_string(i + 1) + " has a coordinate that is not a number",
+          false);
   cameraProjection projection{{}, *scale, projectionLens(scale->lens, scale->radius)};
-  using closedMethod = bool (*)(const double*, const double*, const double*, const double*,
-                                const double*, const bool*, int, const resectCamera&,
-                                resectCoefficients&);
-  const closedMethod method = resectType == 0 ? closedMethod(resectTsai) : closedMethod(resectProjective);
+  using closedMethod =
+      bool (*)(const double*, const double*, const double*, const double*, const double*,
+               const bool*, int, const resectCamera&, resectCoefficients&);
+  const closedMethod method =
+      resectType == 0 ? closedMethod(resectTsai) : closedMethod(resectProjective);
   if (!method(p.X.data(), p.Y.data(), p.Z.data(), p.x.data(), p.y.data(), p.active.get(), p.n,
               *scale, projection.coefficients))
     return done("Resection: Can not calculate transformation coeffitients", false);

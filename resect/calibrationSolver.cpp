@@ -156,7 +156,8 @@ void configurationStage(double* p, std::string& text) {
 // the lens terms and of 1 for the rest.
 void influenceUnits(const double* p, double* unit) {
   projectAll(p);
-  const std::vector<double> u(computedU, computedU + pointCount), v(computedV, computedV + pointCount);
+  const std::vector<double> u(computedU, computedU + pointCount),
+      v(computedV, computedV + pointCount);
   const double R2 = lensRadius * lensRadius;
   double q[solverParameters];
   std::copy(p, p + solverParameters, q);
@@ -168,7 +169,8 @@ void influenceUnits(const double* p, double* unit) {
     q[j] = p[j];
     double sum = 0.0;
     for (int i = 0; i < pointCount; ++i)
-      sum += (computedU[i] - u[i]) * (computedU[i] - u[i]) + (computedV[i] - v[i]) * (computedV[i] - v[i]);
+      sum += (computedU[i] - u[i]) * (computedU[i] - u[i]) +
+             (computedV[i] - v[i]) * (computedV[i] - v[i]);
     const double moved = pointCount > 0 ? std::sqrt(sum / pointCount) : 0.0;
     unit[j] = moved > 0.0 && std::isfinite(moved) ? h / moved : 0.0;
   }
@@ -183,7 +185,8 @@ void influenceUnits(const double* p, double* unit) {
 void fotonStage(double* p, std::string& text) {
   record.evaluations = 0;
   record.bestEvaluation = 0;
-  text += "Before Foton Method Steps: " + std::to_string(foton) + "  F=" + number(record.best) + "\n";
+  text +=
+      "Before Foton Method Steps: " + std::to_string(foton) + "  F=" + number(record.best) + "\n";
   double start[solverParameters], unit[solverParameters], y[solverParameters] = {};
   double q[solverParameters];
   std::copy(p, p + solverParameters, start);
@@ -211,7 +214,8 @@ bool calibrateCamera(const double* X, const double* Y, const double* Z, const do
   packParameters(a, b, distortion, p);
   resetSolverBest();
   const double F0 = projectAll(p);
-  std::string text = "Initial Tsai or Brelin Method                 F=" + number(F0) + "\n" + pearsonLine();
+  std::string text =
+      "Initial Tsai or Brelin Method                 F=" + number(F0) + "\n" + pearsonLine();
   solverObjective(p);
   record.evaluations = 0;
   record.bestEvaluation = 0;

@@ -14,9 +14,9 @@ calibrationOutcome once(const zel::markersArray& image, const zel::markersArray&
   calibrationOutcome o;
   o.camera = camera;
   o.projection.camera = resectCameraOf(camera).value_or(resectCamera{});
-  o.solved = calcResectCoefficients(image, model, camera, method, optimize,
-                                    o.projection.coefficients, o.errors, o.projection.lens, false,
-                                    name, &o.report);
+  o.solved =
+      calcResectCoefficients(image, model, camera, method, optimize, o.projection.coefficients,
+                             o.errors, o.projection.lens, false, name, &o.report);
   if (o.solved) o.camera = improvedCamera(camera, o.projection);
   o.centreRounds = 1;
   return o;

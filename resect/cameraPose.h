@@ -13,8 +13,8 @@ struct cameraPose {
   double fx = 0.0, fy = 0.0;  // focal lengths along the sensor's axes, camera length unit
   double px = 0.0, py = 0.0;  // principal point less the optical centre, camera length unit
   double skew = 0.0;
-  double axes[3][3] = {};     // rows: the camera's x, y and z axes in model coordinates
-  double position[3] = {};    // the camera's centre in model coordinates
+  double axes[3][3] = {};   // rows: the camera's x, y and z axes in model coordinates
+  double position[3] = {};  // the camera's centre in model coordinates
 };
 
 // False when the record is not a camera (a denominator of zero, the three

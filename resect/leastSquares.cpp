@@ -32,7 +32,7 @@ double reflect(std::vector<double>& a, std::vector<double>& b, int m, int n, int
   norm = std::sqrt(norm);
   if (norm == 0.0) return 0.0;
   const double alpha = a[k * n + k] > 0.0 ? -norm : norm;
-  a[k * n + k] -= alpha;  // the reflection's vector v is column k from row k on
+  a[k * n + k] -= alpha;                    // the reflection's vector v is column k from row k on
   const double vv = -alpha * a[k * n + k];  // v.v / 2
   for (int j = k + 1; j < n; ++j) {
     double dot = 0.0;

@@ -150,7 +150,8 @@ class iteration {
 
 double largestRelative(const double* d, const double* x, int n) {
   double gmax = 0.0;
-  for (int j = 0; j < n; ++j) gmax = std::max(gmax, std::fabs(d[j]) / std::max(std::fabs(x[j]), 0.1));
+  for (int j = 0; j < n; ++j)
+    gmax = std::max(gmax, std::fabs(d[j]) / std::max(std::fabs(x[j]), 0.1));
   return gmax;
 }
 

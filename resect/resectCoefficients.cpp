@@ -14,7 +14,9 @@ namespace {
 
 bool positive(double v) { return std::isfinite(v) && v > 0.0; }
 
-double lensFactor(const lensTerms& lens, double r2) { return 1.0 + lens.k1 * r2 + lens.k2 * r2 * r2; }
+double lensFactor(const lensTerms& lens, double r2) {
+  return 1.0 + lens.k1 * r2 + lens.k2 * r2 * r2;
+}
 
 // Fits terms t of the other form with t.k1 r^2 + t.k2 r^4 = wanted(r) - 1
 // at 32 radii up to `radius`, the rows weighted by r.
@@ -145,8 +147,9 @@ std::string resectErrorText(const std::string& name, const resectErrors& e) {
   };
   return "Resection: " + name + "\n\n" + "x Max error = " + digits(e.maxDx, 6) +
          ",  n = " + std::to_string(e.maxDxIndex + 1) + "\ny Max error = " + digits(e.maxDy, 6) +
-         ",  n = " + std::to_string(e.maxDyIndex + 1) + "\nx Average error = " +
-         digits(e.meanDx, 10) + "\ny Average error = " + digits(e.meanDy, 10);
+         ",  n = " + std::to_string(e.maxDyIndex + 1) +
+         "\nx Average error = " + digits(e.meanDx, 10) +
+         "\ny Average error = " + digits(e.meanDy, 10);
 }
 
 }  // namespace tamble

@@ -121,12 +121,12 @@ bool resectTsai(const double* X, const double* Y, const double* Z, const double*
 // The residuals of the active pairs in the image: dx, dy are the projected
 // minus the measured coordinates, in pixels.
 struct resectErrors {
-  int pairs = 0;         // active pairs measured
-  double maxDx = 0.0;    // largest |dx|
-  int maxDxIndex = -1;   // its pair, counting from 0 over all pairs
+  int pairs = 0;        // active pairs measured
+  double maxDx = 0.0;   // largest |dx|
+  int maxDxIndex = -1;  // its pair, counting from 0 over all pairs
   double maxDy = 0.0;
   int maxDyIndex = -1;
-  double meanDx = 0.0;   // mean |dx|
+  double meanDx = 0.0;  // mean |dx|
   double meanDy = 0.0;
 };
 

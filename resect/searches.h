@@ -67,11 +67,11 @@ simplexResult simplexSearch(const searchObjective& F, int n, double* x, const do
                             double h, int maxSteps, const double* tolerance);
 
 struct quasiNewtonResult {
-  int code = 0;                // 0 converged, 129 factor not positive, 130 no descent, 131 limit
-  double gradientNorm = 0.0;   // of the last gradient
+  int code = 0;               // 0 converged, 129 factor not positive, 130 no descent, 131 limit
+  double gradientNorm = 0.0;  // of the last gradient
   long evaluations = 0;
-  double digits = 0.0;         // -log10(max(gmax, 9.537e-7)) of the last step
-  int iterations = 0;          // steps that moved
+  double digits = 0.0;  // -log10(max(gmax, 9.537e-7)) of the last step
+  int iterations = 0;   // steps that moved
 };
 
 // Quasi-Newton iteration from x with forward (later central) difference

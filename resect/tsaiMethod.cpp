@@ -21,7 +21,9 @@ struct vec {
 double dot(vec a, vec b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 vec scaled(vec a, double s) { return {a.x * s, a.y * s, a.z * s}; }
 vec minus(vec a, vec b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-vec cross(vec a, vec b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
+vec cross(vec a, vec b) {
+  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
 double norm(vec a) { return std::sqrt(dot(a, a)); }
 
 // The active pairs: model points about the origin chosen below, ideal
@@ -36,8 +38,8 @@ struct pairs {
 // The constraint divides by the y translation, the camera's y of the model's
 // origin; it must stay clear of 0. The model point seen farthest from the
 // image's x axis makes the best origin: its camera y is the largest.
-pairs collect(const double* X, const double* Y, const double* Z, const double* x,
-              const double* y, const bool* active, int n, const resectCamera& camera) {
+pairs collect(const double* X, const double* Y, const double* Z, const double* x, const double* y,
+              const bool* active, int n, const resectCamera& camera) {
   pairs p;
   double farthest = -1.0;
   for (int i = 0; i < n; ++i) {

@@ -105,8 +105,10 @@ void defineConvert(CLI::App& app, stepArgs& a) {
 }
 
 void defineCalibrate(CLI::App& app, stepArgs& a) {
-  app.add_option("image", a.imageMarkers, "the image points (.mrk, .mpt, .inm or .apm)")->required();
-  app.add_option("model", a.modelMarkers, "the same points on the model (.mrk or .mpt)")->required();
+  app.add_option("image", a.imageMarkers, "the image points (.mrk, .mpt, .inm or .apm)")
+      ->required();
+  app.add_option("model", a.modelMarkers, "the same points on the model (.mrk or .mpt)")
+      ->required();
   app.add_option("camera", a.file, "the camera file (.cam)")->required();
   app.add_option("output", a.output, "the improved camera file")->required();
   app.add_option("options", a.words, "method=1|2, solver=on|off, centre=on|off");

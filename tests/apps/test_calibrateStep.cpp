@@ -62,11 +62,12 @@ TEST_F(CliCalibrate, WritesTheCameraTheMarkersShow) {
   const struct {
     const char* options;
     bool trueCentre;
-  } cases[] = {{"", true}, {"method=2", true}, {"method=2 centre=on", false},
-               {"method=1 centre=on", false}};
+  } cases[] = {
+      {"", true}, {"method=2", true}, {"method=2 centre=on", false}, {"method=1 centre=on", false}};
   for (const auto& c : cases) {
     camera(c.trueCentre ? truth.cx : 1023.5, c.trueCentre ? truth.cy : 1023.5);
-    const cliResult r = tamble(std::string("calibrate image.mpt model.mpt cam.cam out.cam ") + c.options);
+    const cliResult r =
+        tamble(std::string("calibrate image.mpt model.mpt cam.cam out.cam ") + c.options);
     ASSERT_EQ(r.status, 0) << c.options << r.err;
     EXPECT_NE(r.out.find("Initial Tsai or Brelin Method"), std::string::npos);
     const std::size_t at = r.out.find("x Max error = ");
@@ -110,7 +111,8 @@ TEST_F(CliCalibrate, RefusalsSayWhyAndWriteNothing) {
   for (const auto& c : cases) {
     const cliResult r = tamble(std::string("calibrate ") + c.arguments);
     EXPECT_EQ(r.status, c.status) << c.arguments;
-    EXPECT_NE((r.out + r.err).find(c.said), std::string::npos) << c.arguments << "\n" << r.out << r.err;
+    EXPECT_NE((r.out + r.err).find(c.said), std::string::npos) << c.arguments << "\n"
+                                                               << r.out << r.err;
     EXPECT_EQ(readText(dir / "out.cam"), "before") << c.arguments;
   }
 }

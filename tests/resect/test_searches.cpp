@@ -1,5 +1,6 @@
-// The solver's searches on functions with a known minimum, and the factor
-// of the quasi-Newton iteration against the matrix it stands for.
+// The quasi-Newton iteration on functions with a known minimum, and its
+// factor against the matrix it stands for. (The simplex: the solver's runs
+// in test_solver.cpp.)
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -35,8 +36,11 @@ TEST(LdlFactor, FollowsRankOneUpdates) {
   const struct {
     double sigma;
     double z[4];
-  } updates[] = {{2.0, {1, -2, 0.5, 3}}, {0.5, {0, 1, 1, -1}}, {-0.05, {1, 1, 0, 1}},
-                 {3.0, {2, 0, -1, 0.25}}, {-0.1, {0.5, -1, 1, 0}}};
+  } updates[] = {{2.0, {1, -2, 0.5, 3}},
+                 {0.5, {0, 1, 1, -1}},
+                 {-0.05, {1, 1, 0, 1}},
+                 {3.0, {2, 0, -1, 0.25}},
+                 {-0.1, {0.5, -1, 1, 0}}};
   for (const auto& u : updates) {
     f.update(u.sigma, u.z);
     for (int i = 0; i < n; ++i)
@@ -73,27 +77,6 @@ double rosenbrock(const double* x) {
   return 100.0 * (x[1] - x[0] * x[0]) * (x[1] - x[0] * x[0]) + (1 - x[0]) * (1 - x[0]);
 }
 
-// The simplex settles when every coordinate's spread is within its
-// tolerance; a negative tolerance is never met and the search takes all its
-// steps. Either way it ends at a point no worse than the start.
-TEST(SimplexSearch, StopsOnTheSpreadOfItsVertices) {
-  const struct {
-    double tolerance;
-    bool allSteps;
-  } cases[] = {{1e-7, false}, {-1e-7, true}};
-  for (const auto& c : cases) {
-    double x[4] = {2, 1, 5, 3};
-    const double start = bowl(x);
-    const double scale[4] = {1, 1, 1, 1}, tolerance[4] = {c.tolerance, 1e-7, 1e-7, 1e-7};
-    const simplexResult r = simplexSearch(bowl, 4, x, scale, 0.1, 3000, tolerance);
-    EXPECT_EQ(r.steps == 3000, c.allSteps) << r.steps;
-    EXPECT_EQ(r.value, bowl(x));
-    EXPECT_LT(r.value, start);
-    EXPECT_NEAR(x[0], 1.0, 1e-5);
-    EXPECT_NEAR(x[3], 4.0, 1e-5);
-  }
-}
-
 struct newtonCase {
   const char* name;
   double (*F)(const double*);
@@ -126,9 +109,10 @@ TEST_P(QuasiNewton, ReachesTheMinimumOrItsLimit) {
 
 INSTANTIATE_TEST_SUITE_P(
     Functions, QuasiNewton,
-    ::testing::Values(newtonCase{"bowl", bowl, 4, {2, 1, 5, 3}, {1, 2, 3, 4}, 100000, 0},
-                      newtonCase{"rosenbrock", rosenbrock, 2, {-1.2, 1}, {1, 1}, 100000, 130},
-                      newtonCase{"rosenbrock, 40 evaluations", rosenbrock, 2, {-1.2, 1}, {1, 1}, 40, 131}));
+    ::testing::Values(
+        newtonCase{"bowl", bowl, 4, {2, 1, 5, 3}, {1, 2, 3, 4}, 100000, 0},
+        newtonCase{"rosenbrock", rosenbrock, 2, {-1.2, 1}, {1, 1}, 100000, 130},
+        newtonCase{"rosenbrock, 40 evaluations", rosenbrock, 2, {-1.2, 1}, {1, 1}, 40, 131}));
 
 // Mode 1 starts from the caller's factor: one that is not positive ends at
 // once with 129 and x as it was; a positive one is used.
