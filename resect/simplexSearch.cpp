@@ -113,10 +113,31 @@ simplexResult simplexSearch(const searchObjective& F, int n, double* x, const do
   }
   for (int i = 0; i <= n; ++i) s.values[i] = valueOf(F, s.vertex(i));
   s.sort();
+  // A simplex shrunk to within rounding of one point comes back, bit for
+  // bit, to a state it had a few steps before; from then on its steps
+  // repeat with that period, and only the last part of a period is run: the
+  // result is that of every step run, and they are all counted as made.
+  constexpr int longest = 8;
+  std::vector<std::vector<double>> past(longest);
+  std::vector<double> state;
+  const auto keep = [&](int made) {
+    state.assign(s.vertices.begin(), s.vertices.end());
+    state.insert(state.end(), s.values.begin(), s.values.end());
+    for (int period = 1; period <= std::min(made, longest); ++period)
+      if (past[(made - period) % longest] == state) return period;
+    past[made % longest] = state;
+    return 0;
+  };
+  keep(0);
   int step = 1;
   for (; step <= maxSteps; ++step) {
     if (settled(s, tolerance)) break;
     simplexStep(s, F);
+    if (const int period = keep(step)) {
+      for (int left = (maxSteps - step) % period; left > 0; --left) simplexStep(s, F);
+      step = maxSteps + 1;
+      break;
+    }
   }
   std::copy(s.vertex(0), s.vertex(0) + n, x);
   return {step - 1, valueOf(F, x)};

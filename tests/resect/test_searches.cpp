@@ -1,8 +1,11 @@
-// The quasi-Newton iteration on functions with a known minimum, and its
-// factor against the matrix it stands for. (The simplex: the solver's runs
-// in test_solver.cpp.)
+// The searches on functions with a known minimum: the simplex's steps
+// counted but not run once it repeats itself end where running them ends;
+// the quasi-Newton iteration reaches the minimum, and its factor stands for
+// the matrix it is updated to. (The simplex's stopping rule: the solver's
+// runs in test_solver.cpp.)
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -75,6 +78,31 @@ double bowl2(const double* x) { return bowl(std::vector<double>{x[0], x[1], 3, 4
 
 double rosenbrock(const double* x) {
   return 100.0 * (x[1] - x[0] * x[0]) * (x[1] - x[0] * x[0]) + (1 - x[0]) * (1 - x[0]);
+}
+
+// With a tolerance never met, the search's result is, bit for bit, that of
+// every one of its steps run; it evaluates far less once the simplex has
+// shrunk to within rounding of a point.
+TEST(SimplexSearch, SkipsOnlyStepsThatRepeatThemselves) {
+  const double start[4] = {2, 1, 5, 3}, scale[4] = {1, 1, 1, 1}, never[4] = {-1, -1, -1, -1};
+  long counted = 0;
+  const searchObjective F = [&](const double* x) { return ++counted, bowl(x); };
+  double x[4] = {2, 1, 5, 3};
+  const simplexResult r = simplexSearch(F, 4, x, scale, 0.1, 20000, never);
+  EXPECT_EQ(r.steps, 20000);
+  const long searched = counted;
+  simplexState s(4);
+  for (int j = 0; j < 4; ++j) s.vertex(0)[j] = start[j] - 0.1 * scale[j];
+  for (int k = 1; k <= 4; ++k) {
+    std::copy(start, start + 4, s.vertex(k));
+    s.vertex(k)[k - 1] += 0.1 * scale[k - 1];
+  }
+  for (int i = 0; i <= 4; ++i) s.values[i] = F(s.vertex(i));
+  s.sort();
+  for (int step = 0; step < 20000; ++step) simplexStep(s, F);
+  EXPECT_EQ(std::vector<double>(x, x + 4), std::vector<double>(s.vertex(0), s.vertex(0) + 4));
+  EXPECT_LT(searched, (counted - searched) / 10);
+  EXPECT_NEAR(x[1], 2.0, 1e-6);
 }
 
 struct newtonCase {
