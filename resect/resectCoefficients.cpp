@@ -121,7 +121,7 @@ resectErrors residualErrors(const cameraProjection& projection, const double* X,
                             const double* Z, const double* x, const double* y, const bool* active,
                             int n) {
   resectErrors e;
-  double sumX = 0.0, sumY = 0.0;
+  double sumX = 0.0, sumY = 0.0, squaresX = 0.0, squaresY = 0.0;
   for (int i = 0; i < n; ++i) {
     if (!active[i]) continue;
     double px = 0.0, py = 0.0;
@@ -131,13 +131,31 @@ resectErrors residualErrors(const cameraProjection& projection, const double* X,
     if (e.maxDyIndex < 0 || dy > e.maxDy) e.maxDy = dy, e.maxDyIndex = i;
     sumX += dx;
     sumY += dy;
+    squaresX += dx * dx;
+    squaresY += dy * dy;
     ++e.pairs;
   }
   if (e.pairs > 0) {
     e.meanDx = sumX / e.pairs;
     e.meanDy = sumY / e.pairs;
+    e.meanSquareDx = squaresX / e.pairs;
+    e.meanSquareDy = squaresY / e.pairs;
   }
   return e;
+}
+
+resectErrors residualErrors(const cameraProjection& projection, const zel::markersArray& image,
+                            const zel::markersArray& model) {
+  const markerPairs p = pairsOf(image, model);
+  return residualErrors(projection, p.X.data(), p.Y.data(), p.Z.data(), p.x.data(), p.y.data(),
+                        p.active.get(), p.n);
+}
+
+std::optional<cameraProjection> projectionOf(const resectCoefficients& coefficients,
+                                             const zel::cameraFeatures& camera) {
+  const std::optional<resectCamera> scale = resectCameraOf(camera);
+  if (!scale) return std::nullopt;
+  return cameraProjection{coefficients, *scale, projectionLens(scale->lens, scale->radius)};
 }
 
 std::string resectErrorText(const std::string& name, const resectErrors& e) {

@@ -78,6 +78,12 @@ struct cameraProjection {
   void project(double X, double Y, double Z, double& x, double& y) const;
 };
 
+// The projection of a closed method's record with the camera it was computed
+// with (the camera's lens terms turned into projection terms); nothing when
+// the camera has no pixel scale.
+std::optional<cameraProjection> projectionOf(const resectCoefficients& coefficients,
+                                             const zel::cameraFeatures& camera);
+
 // The ideal (normalised, corrected) point of a measured image point.
 void correctedPoint(const resectCamera& camera, double x, double y, double& u, double& v);
 
@@ -128,6 +134,8 @@ struct resectErrors {
   int maxDyIndex = -1;
   double meanDx = 0.0;  // mean |dx|
   double meanDy = 0.0;
+  double meanSquareDx = 0.0;  // mean dx^2
+  double meanSquareDy = 0.0;
 };
 
 resectErrors residualErrors(const cameraProjection& projection, const double* X, const double* Y,
@@ -140,6 +148,10 @@ resectErrors residualErrors(const cameraProjection& projection, const double* X,
 // significant digits, the means 10, and n counts the pairs from 1 as marker
 // files number them. With no pair:
 // "There are no pairs to transform Image.\nCopy is available only.\n\n".
+// The same on marker arrays, paired as resectProjective pairs them.
+resectErrors residualErrors(const cameraProjection& projection, const zel::markersArray& image,
+                            const zel::markersArray& model);
+
 std::string resectErrorText(const std::string& name, const resectErrors& errors);
 
 }  // namespace tamble

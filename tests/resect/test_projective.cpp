@@ -67,7 +67,7 @@ TEST(ProjectiveMethod, CorrectsTheLensBeforeItSolves) {
     ASSERT_TRUE(fit(s, allActive(s.size()), cam, ideal.coefficients));
     ideal.camera.lens = {};
     EXPECT_LT(heldOutError(ideal, pinhole), 1e-6);
-    cameraProjection p{ideal.coefficients, cam, projectionLens(correction, cam.radius)};
+    const cameraProjection p = *projectionOf(ideal.coefficients, file);
     const std::vector<char> on = allActive(s.size());
     const resectErrors e = residualErrors(p, s.X.data(), s.Y.data(), s.Z.data(), s.x.data(),
                                           s.y.data(), flags(on), s.size());
@@ -103,6 +103,8 @@ TEST(ErrorReport, GivesTheLargestAndMeanResidualsOfActivePairs) {
   EXPECT_EQ(e.maxDyIndex, 2);
   EXPECT_NEAR(e.meanDx, 0.8 / 4, 1e-15);
   EXPECT_NEAR(e.meanDy, 0.5 / 4, 1e-15);
+  EXPECT_NEAR(e.meanSquareDx, (0.01 + 0.25 + 0.04) / 4, 1e-15);
+  EXPECT_NEAR(e.meanSquareDy, (0.015625 + 0.0625 + 0.015625) / 4, 1e-15);
   EXPECT_EQ(resectErrorText("wing", e),
             "Resection: wing\n\nx Max error = 0.5,  n = 2\ny Max error = 0.25,  n = 3\n"
             "x Average error = 0.2\ny Average error = 0.125");

@@ -287,10 +287,7 @@ TEST(Report, HoldsTheSolverStagesAndTheResidualsOfTheResult) {
     ASSERT_NE(found, std::string::npos) << part << "\n" << o.report;
     at = found;
   }
-  std::vector<char> on(static_cast<std::size_t>(s.size()), 1);
-  const resectErrors again =
-      residualErrors(o.projection, s.X.data(), s.Y.data(), s.Z.data(), s.x.data(), s.y.data(),
-                     reinterpret_cast<const bool*>(on.data()), s.size());
+  const resectErrors again = residualErrors(o.projection, m.image, m.model);
   EXPECT_EQ(o.errors.maxDx, again.maxDx);
   EXPECT_EQ(o.errors.maxDyIndex, again.maxDyIndex);
   EXPECT_EQ(o.errors.meanDy, again.meanDy);
