@@ -14,6 +14,7 @@
 #include "markers/numerate.h"
 #include "markers/revise.h"
 #include "plugin/availability.h"
+#include "plugin/calibrationOutput.h"
 #include "plugin/catalogue.h"
 #include "plugin/frame.h"
 #include "plugin/markerCommands.h"
@@ -57,9 +58,17 @@ std::vector<const char*> markingOrder(const std::string& kind) {
   return {};
 }
 
-// "Select only fixed markers": the markers the images hold are the ones.
-void keepFixedMarkers(zel::imagesList& list, const CAutomarsc&) {
+// "Select only fixed markers": the markers the images hold are the ones; a
+// double paint marked on all four images also gives the cameras' files.
+void keepFixedMarkers(zel::imagesList& list, const CAutomarsc& record) {
   const char* sources[] = {wind_off_sens, wind_on_sens, wind_off_refe, wind_on_refe};
+  bool allMarked = paintKind() == "double";
+  for (const char* name : sources) {
+    const zel::image* img = list.find(name);
+    allMarked = allMarked && img && img->markers.count() > 0;
+  }
+  if (allMarked && for_calibration(list, record.m_errors != 0))
+    for_deformation(list, record.m_errors != 0);
   for (const char* name : sources)
     if (const zel::image* img = list.find(name); img && img->markers.count() > 0)
       keepAsPrimary(*img);

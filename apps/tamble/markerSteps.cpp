@@ -15,6 +15,7 @@
 #include "apps/tamble/output.h"
 #include "apps/tamble/session.h"
 #include "apps/tamble/steps.h"
+#include "host/cameraCalibration.h"
 
 namespace tamble::cli {
 namespace {
@@ -103,21 +104,94 @@ void flagsFromFile(const std::string& file, zel::markersArray& markers) {
   markers.hasF = hasBlock(text, "f");
 }
 
+// A marker file read whole, as load-markers reads it; `height` turns .inm rows.
+zel::markersArray readMarkers(const std::string& file, int height) {
+  markerKind(file, true);
+  requireFile(file);
+  zel::markersArray read;
+  try {
+    zel::load_markers(file, read, height);
+  } catch (const zel::GenericError& e) {
+    markerFileError(file, e, true);
+  }
+  return read;
+}
+
+bool onOff(const std::string& key, const std::string& value) {
+  if (value == "on") return true;
+  if (value == "off") return false;
+  throw usageError(key + ": '" + value + "' is neither on nor off");
+}
+
+// method=1|2 ("Resect 1", "Resect 2"), solver=on|off, centre=on|off.
+void calibrationOptions(const std::vector<std::string>& words, cameraCalibrationRequest& r) {
+  for (const std::string& word : words) {
+    const auto [key, value] = splitPair(word, "key=value");
+    if (key == "method" && (value == "1" || value == "2"))
+      r.method = value == "1" ? 0 : 1;
+    else if (key == "method")
+      throw usageError("method: '" + value + "' is neither 1 (Tsai) nor 2 (projective)");
+    else if (key == "solver")
+      r.optimize = onOff(key, value);
+    else if (key == "centre")
+      r.centre = onOff(key, value);
+    else
+      throw usageError("unknown option '" + key + "'; the options are method, solver and centre");
+  }
+}
+
+std::string tenDigits(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.10g", v);
+  return text;
+}
+
+void printCalibration(const cameraCalibrationResult& r, const std::string& out, bool centre) {
+  std::printf("%s\n", r.report.c_str());
+  for (int i = 0; i < 8; ++i)
+    std::printf("a%dx=%s  a%dy=%s\n", i, tenDigits(r.ax[i]).c_str(), i, tenDigits(r.ay[i]).c_str());
+  std::printf("projection lens: k1=%s  k2=%s\n", tenDigits(r.k1).c_str(), tenDigits(r.k2).c_str());
+  std::printf("%s: focus=%s  a2=%s  a4=%s", out.c_str(), tenDigits(r.camera.focus).c_str(),
+              tenDigits(r.camera.a2).c_str(), tenDigits(r.camera.a4).c_str());
+  if (centre)
+    std::printf("  cx=%s  cy=%s", tenDigits(r.camera.cx).c_str(), tenDigits(r.camera.cy).c_str());
+  std::printf("\n");
+}
+
 }  // namespace
+
+// Everything is read and checked before the plug-in calculates; the camera
+// file is written only for a solved camera, never over an input.
+void calibrateStep(session& s, const stepArgs& a) {
+  const std::string& out = a.output;
+  cameraCalibrationRequest request;
+  calibrationOptions(a.words, request);
+  requireFile(a.file);
+  zel::read_camera(a.file, request.camera);
+  request.image = readMarkers(a.imageMarkers, request.camera.nfy);
+  request.model = readMarkers(a.modelMarkers, request.camera.nfy);
+  request.name = a.imageMarkers;
+  for (const std::string* read : {&a.imageMarkers, &a.modelMarkers, &a.file}) s.inputs.add(*read);
+  s.inputs.checkWritable(out);
+  s.plugin();
+  const cameraCalibration calculate = registeredCameraCalibration();
+  if (!calculate) throw stepError("the plug-in offers no camera calibration");
+  const cameraCalibrationResult result = calculate(request);
+  if (!result.solved) {
+    std::printf("%s\n", result.report.c_str());
+    throw stepError("no camera was calibrated; " + out + " is not written");
+  }
+  printCalibration(result, out, request.centre);
+  if (!zel::write_camera(out, result.camera))
+    throw stepError(out + ": the camera file cannot be written");
+}
 
 // Read whole before the image changes, so that a failed read leaves it.
 void loadMarkersStep(session& s, const stepArgs& a) {
   zel::image& img = s.image(a.name);
-  markerKind(a.file, true);
-  requireFile(a.file);
   // A fresh array: loading replaces the markers wholly, flags and function
   // name included, rather than reading over what the image had.
-  zel::markersArray read;
-  try {
-    zel::load_markers(a.file, read, img.height());
-  } catch (const zel::GenericError& e) {
-    markerFileError(a.file, e, true);
-  }
+  zel::markersArray read = readMarkers(a.file, img.height());
   flagsFromFile(a.file, read);
   s.inputs.add(a.file);
   s.list.saveImage(&img, true, "load-markers " + a.file);

@@ -117,6 +117,16 @@ void defineConvert(CLI::App& app, stepArgs& a) {
       ->check(CLI::Range(1, 256));
 }
 
+void defineCalibrate(CLI::App& app, stepArgs& a) {
+  app.add_option("image", a.imageMarkers, "the image points (.mrk, .mpt, .inm or .apm)")
+      ->required();
+  app.add_option("model", a.modelMarkers, "the same points on the model (.mrk or .mpt)")
+      ->required();
+  app.add_option("camera", a.file, "the camera file (.cam)")->required();
+  app.add_option("output", a.output, "the improved camera file")->required();
+  app.add_option("options", a.words, "method=1|2, solver=on|off, centre=on|off");
+}
+
 const stepDef steps[] = {
     {"new", "make a test image", defineNew, newStep},
     {"open", "read images", defineOpen, openStep},
@@ -145,6 +155,8 @@ const stepDef steps[] = {
     {"convert", "convert projects: open, run the scenario, save the results", defineConvert,
      convertStep},
     {"compare", "print how far an image lies from a true one", defineCompare, compareStep},
+    {"calibrate", "a camera's projection from image and model markers; the improved camera file",
+     defineCalibrate, calibrateStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 

@@ -32,6 +32,9 @@ struct stepArgs {
   double value = 0.0;
   std::string from;
   std::string to;
+  std::string imageMarkers;  // calibrate: the image's markers, the model's, the file written
+  std::string modelMarkers;
+  std::string output;
 };
 
 // Adds every step as a subcommand of `app`, its arguments bound to `args`.
@@ -63,6 +66,7 @@ void cameraSaveStep(session& s, const stepArgs& a);
 void unitsStep(session& s, const stepArgs& a);
 void convertStep(session& s, const stepArgs& a);
 void compareStep(session& s, const stepArgs& a);
+void calibrateStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
