@@ -10,7 +10,6 @@
 #include "api/imagesList.h"
 #include "api/numbers.h"
 #include "host/fieldData.h"
-#include "host/hostUi.h"
 #include "host/interaction.h"
 #include "host/project.h"
 #include "plugin/availability.h"
@@ -140,13 +139,7 @@ bool scenarioOf(zel::imagesList& list, bool interactive, CConvertBin_01& scenari
   for (int i = 0; i < stageCount; ++i)
     if (!controlEnabled(scenario, record.fields()[static_cast<std::size_t>(i)].key))
       stageFlag(scenario, static_cast<stage>(i)) = 0;
-  if (!hostUi().editRecord(record)) return false;
-  if (auto complaint = checkRecord(record)) {
-    message_error(*complaint);
-    return false;
-  }
-  saveRecord(record);
-  return true;
+  return showLoadedDialog(record);
   loadRecord(record);
   return true;
 }

@@ -15,6 +15,10 @@ namespace tamble {
 
 bool showDialog(paramRecord& record) {
   loadRecord(record);
+  return showLoadedDialog(record);
+}
+
+bool showLoadedDialog(paramRecord& record) {
   if (!hostUi().editRecord(record)) return false;
   // The dialog only closes with values it accepts; a host that let a bad one
   // through is treated as a cancel rather than run with it.

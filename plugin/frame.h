@@ -20,6 +20,8 @@ class paramRecord;
 // it (values out of range are refused and the dialog stays), and saves it on
 // OK. False means Cancel, and then nothing was written.
 bool showDialog(paramRecord& record);
+// The same with the values the record holds now, not the store's.
+bool showLoadedDialog(paramRecord& record);
 
 // The image choice, titled "Image": one entry per image, "name  -  file.ext".
 // On OK the chosen image becomes the current one. False means Cancel.
