@@ -17,6 +17,7 @@
 #include "convert/fieldRoutines.h"
 #include "convert/foreground.h"
 #include "filters/circleFilters.h"
+#include "filters/morphology.h"
 #include "filters/pointOperations.h"
 #include "filters/wiener.h"
 #include "geometry/polynomialMap.h"
@@ -177,6 +178,19 @@ const parallelCase cases[] = {
     {"Wiener3", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 3.0f, 20.0f); }},
     {"Wiener9", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 9.0f, 20.0f); }},
     {"Wiener14", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 14.0f, 20.0f); }},
+    {"S3X3ITERSobel", [](layers& l) { S3X3ITER(l.field, l.bkgr, l.ROI, 3, 4); }},
+    {"Gradients3x3Kirsch", [](layers& l) { Gradients3x3(l.field, l.bkgr, l.ROI, 5); }},
+    {"Gradients3x3Prewitt", [](layers& l) { Gradients3x3(l.field, l.bkgr, l.ROI, 8); }},
+    {"MorphDilation15", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 15.0f, 1); }},
+    {"MorphErosion5Unblocked",
+     [](layers& l) {
+       unblock(l);
+       MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 2);
+     }},
+    {"MorphOpenClose7", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 7.0f, 15); }},
+    {"MorphInvertedGradient", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 8); }},
+    {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
+    {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
     {"PointOperations",
      [](layers& l) {
        ArithmeticConstant(l.field, l.bkgr, l.ROI, 4, 3.7f);

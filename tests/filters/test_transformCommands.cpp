@@ -1,0 +1,103 @@
+// The commands of the "Transform" filter sets and of the mask wipes as a
+// user runs them: the typed values reach the routine, are stored, and a
+// guard refuses with its notice and leaves no "UnDo".
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/imagesList.h"
+#include "filters/morphology.h"
+#include "host/paramRecord.h"
+#include "host/platform.h"
+#include "plugin/morphologyCommands.h"
+#include "tests/support/commandTest.h"
+#include "tests/support/layers.h"
+
+namespace {
+
+using namespace tamble;
+using tamble::testing::layers;
+using tamble::testing::sameBits;
+
+class TransformCommands : public tamble::testing::commandTest {
+ protected:
+  // A random image with blocked pixels, current in `to`, and its layers.
+  static layers addRandom(zel::imagesList& to) {
+    layers l = tamble::testing::randomLayers(30, 20, 0.1, 5u);
+    auto* img = new zel::image(30, 20);
+    img->setFieldName("random");
+    img->field() = l.field;
+    img->bkgr() = l.bkgr;
+    img->ROI() = l.ROI;
+    to.addImage(img);
+    return l;
+  }
+};
+
+struct commandCase {
+  const char* name;
+  bool (*command)(zel::imagesList&);
+  std::vector<std::pair<std::string, std::string>> values;
+  std::string section;
+  std::function<void(layers&)> routine;
+};
+
+TEST_F(TransformCommands, TypedValuesReachTheRoutinesAndAreStored) {
+  const commandCase cases[] = {
+      {"3x3", Filters3x3SetCommand, {{"m_iter", "2"}, {"m_kind", "Laplace Flat"}}, "s3x3iter",
+       [](layers& l) { S3X3ITER(l.field, l.bkgr, l.ROI, 2, 11); }},
+      {"gradients", Gradients3x3SetCommand, {{"m_kind", "5"}}, "s3x3grad",
+       [](layers& l) { Gradients3x3(l.field, l.bkgr, l.ROI, 5); }},
+      {"morphology", MorphologicalFiltersCommand, {{"m_kind", "12"}, {"m_rl", "5.5"}}, "morph",
+       [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 5.5f, 12); }},
+      {"speckle", SpeckleCellCommand, {{"m_rl", "4"}, {"m_iter", "2"}}, "Speckle",
+       [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 4.0f, 2); }},
+      {"crimmins", SpeckleCrimminsCommand, {{"m_iter", "3"}}, "Crimmins",
+       [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
+      {"wipe bg", WipeBGCommand, {{"m_diameter", "5"}, {"m_iterations", "2"}}, "FF",
+       [](layers& l) { ClosedRegionsWipe(l.bkgr, 1, 2, 5); }},
+      {"wipe not roi", WipeNotROICommand, {{"m_diameter", "3"}}, "FF",
+       [](layers& l) { ClosedRegionsWipe(l.ROI, 0, 1, 3); }},
+  };
+  for (const commandCase& c : cases) {
+    zel::imagesList images;
+    layers expected = addRandom(images);
+    images.recording = true;
+    params(c.values);
+    EXPECT_TRUE(c.command(images));
+    c.routine(expected);
+    const zel::image& img = *images.current();
+    EXPECT_TRUE(sameBits(img.field(), expected.field)) << c.name;
+    EXPECT_TRUE(sameBits(img.bkgr(), expected.bkgr)) << c.name;
+    EXPECT_TRUE(sameBits(img.ROI(), expected.ROI)) << c.name;
+    EXPECT_NE(reg_get_string(c.section, c.values[0].first, "absent"), "absent") << c.name;
+    EXPECT_TRUE(images.undoAvailable()) << c.name;
+    EXPECT_TRUE(user.ui.notices.empty()) << c.name;
+  }
+}
+
+// A wipe of a mask with nothing to wipe is refused before its dialog.
+TEST_F(TransformCommands, WipesNeedTheirMask) {
+  const struct {
+    bool (*command)(zel::imagesList&);
+    const char* notice;
+  } cases[] = {{WipeBGCommand, "No BackGround. Operation terminated"},
+               {WipeNotBGCommand, "No BackGround. Operation terminated"},
+               {WipeROICommand, "No ROI. Operation terminated"},
+               {WipeNotROICommand, "No ROI. Operation terminated"}};
+  addRamp(6, 5);
+  for (const auto& c : cases) {
+    user.ui.notices.clear();
+    params({{"m_diameter", "7"}});
+    c.command(list);
+    ASSERT_EQ(user.ui.notices.size(), 1u);
+    EXPECT_EQ(user.ui.notices[0], c.notice);
+    EXPECT_FALSE(list.undoAvailable());
+    EXPECT_EQ(reg_get_string("FF", "m_diameter", "absent"), "absent");
+  }
+}
+
+}  // namespace
