@@ -19,6 +19,7 @@
 #include "filters/circleFilters.h"
 #include "filters/morphology.h"
 #include "filters/pointOperations.h"
+#include "filters/summary.h"
 #include "filters/wiener.h"
 #include "geometry/polynomialMap.h"
 #include "geometry/transforms.h"
@@ -143,6 +144,20 @@ void background(layers& l, int r1, int r2) {
   EXPECT_EQ(selectAndCompensate(l.field, l.bkgr, l.ROI, p), backgroundFault::none);
 }
 
+// The summary's rows of every mode, and its sums to the last bit.
+void summary(layers& l) {
+  for (int mode : {summaryEasy, summaryAdvanced, summaryWithoutTrend}) {
+    summaryRecord r;
+    r.mode = mode;
+    ImageSummary(l.field, l.bkgr, l.ROI, r);
+    for (const std::string& row : summaryLines(r)) other += row + "\n";
+    char bits[160];
+    std::snprintf(bits, sizeof bits, "%a %a %a %a %a\n", r.active.sum, r.active.deviation,
+                  r.activePlane.a0, r.activeFlat.deviation, r.whole.deviation);
+    other += bits;
+  }
+}
+
 struct parallelCase {
   const char* name;
   void (*run)(layers&);         // works on the layers in place
@@ -191,6 +206,7 @@ const parallelCase cases[] = {
     {"MorphInvertedGradient", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 8); }},
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
+    {"ImageSummary", summary},
     {"PointOperations",
      [](layers& l) {
        ArithmeticConstant(l.field, l.bkgr, l.ROI, 4, 3.7f);
