@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "api/imagesList.h"
+#include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "host/paramRecord.h"
 #include "host/platform.h"
+#include "plugin/enhancementCommands.h"
 #include "plugin/morphologyCommands.h"
 #include "tests/support/commandTest.h"
 #include "tests/support/layers.h"
@@ -61,6 +63,25 @@ TEST_F(TransformCommands, TypedValuesReachTheRoutinesAndAreStored) {
        [](layers& l) { ClosedRegionsWipe(l.bkgr, 1, 2, 5); }},
       {"wipe not roi", WipeNotROICommand, {{"m_diameter", "3"}}, "FF",
        [](layers& l) { ClosedRegionsWipe(l.ROI, 0, 1, 3); }},
+      {"unsharp", UnSharpMaskCommand,
+       {{"m_nl", "4"}, {"m_a", "3"}, {"m_b", "2"}, {"m_overfall", "1"}, {"m_fade", "0.5"}},
+       "UnSharp",
+       [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 4, 3, 2, false, 0, 1, 0.5f); }},
+      // The next opening starts from the values stored by the last.
+      {"unsharp forced", UnSharpMaskCommand, {{"m_b", "9"}, {"m_id1", "1"}}, "UnSharp",
+       [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 4, 3, 9, true, 0, 1, 0.5f); }},
+      {"space-variant without smoothing", SpaceVariantCommand,
+       {{"m_scale", "50"}, {"kind", "Diagonal"}, {"m_sm", "0"}}, "DIP1",
+       [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 2, 9, 0, 50, 10); }},
+      {"space-variant wavelet", SpaceVariantCommand,
+       {{"m_nll", "7"}, {"kind", "WaveLet"}, {"m_nlg", "3"}}, "DIP1",
+       [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 4, 7, 0, 50, 10); }},
+      {"contrast", NonlinearContrastCommand, {{"m_contrast", "2"}}, "Contrast",
+       [](layers& l) { NonlinearContrast(l.field, l.bkgr, l.ROI, 2); }},
+      {"hybrid map", WeightedHybridMapCommand, {{"m_fade", "0.8"}, {"ihist", "Adaptive Method"}},
+       "HPEQ", [](layers& l) { WeightedHybridMap(l.field, l.bkgr, l.ROI, 3, 0.8f); }},
+      {"steep", SteepThinningCommand, {{"m_nl", "7"}, {"m_thresh", "0.1"}, {"m_power", "3"}},
+       "steep", [](layers& l) { SteepThinning(l.field, l.bkgr, l.ROI, 7, 0.1f, 3); }},
   };
   for (const commandCase& c : cases) {
     zel::imagesList images;

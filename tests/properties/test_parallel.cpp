@@ -17,6 +17,7 @@
 #include "convert/fieldRoutines.h"
 #include "convert/foreground.h"
 #include "filters/circleFilters.h"
+#include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "filters/pointOperations.h"
 #include "filters/summary.h"
@@ -207,6 +208,13 @@ const parallelCase cases[] = {
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
     {"ImageSummary", summary},
+    {"UnSharpMask", [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 5, 5, 4, false, 2, 1, 0.8f); }},
+    {"DIP1Sobel", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 1, 9, 5, 100, 10); }},
+    {"DIP1WaveLet", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 4, 9, 5, 100, 10); }},
+    {"NonlinearContrast", [](layers& l) { NonlinearContrast(l.field, l.bkgr, l.ROI, 2.5f); }},
+    {"WeightedHybridMapAdaptive",
+     [](layers& l) { WeightedHybridMap(l.field, l.bkgr, l.ROI, 3, 0.7f); }},
+    {"SteepThinning", [](layers& l) { SteepThinning(l.field, l.bkgr, l.ROI, 5, 0.1f, 3); }},
     {"PointOperations",
      [](layers& l) {
        ArithmeticConstant(l.field, l.bkgr, l.ROI, 4, 3.7f);
