@@ -9,10 +9,12 @@
 #include <vector>
 
 #include "api/imagesList.h"
+#include "filters/deinterlace.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "host/paramRecord.h"
 #include "host/platform.h"
+#include "plugin/deinterlaceCommand.h"
 #include "plugin/enhancementCommands.h"
 #include "plugin/morphologyCommands.h"
 #include "tests/support/commandTest.h"
@@ -98,6 +100,26 @@ TEST_F(TransformCommands, TypedValuesReachTheRoutinesAndAreStored) {
     EXPECT_TRUE(images.undoAvailable()) << c.name;
     EXPECT_TRUE(user.ui.notices.empty()) << c.name;
   }
+}
+
+// "DeInterlace..." keeps nothing: the second opening starts from
+// "Interlace", field 1, whatever the first one typed.
+TEST_F(TransformCommands, DeInterlaceStartsFromItsDefaults) {
+  const struct {
+    std::vector<std::pair<std::string, std::string>> values;
+    int action, field, method;
+  } runs[] = {{{{"action", "DeInterlace"}, {"field", "2"}, {"method", "Weighted Mean"}}, 0, 2, 3},
+              {{}, 1, 1, -1}};
+  for (const auto& run : runs) {
+    zel::imagesList images;
+    layers expected = addRandom(images);
+    params(run.values);
+    DeInterlaceCommand(images);
+    DeInterlace(expected.field, run.action, run.field, run.method);
+    EXPECT_TRUE(sameBits(images.current()->field(), expected.field)) << run.action;
+    EXPECT_TRUE(images.undoAvailable());
+  }
+  EXPECT_EQ(reg_get_string("", "action", "absent"), "absent");
 }
 
 // A wipe of a mask with nothing to wipe is refused before its dialog.

@@ -17,6 +17,7 @@
 #include "convert/fieldRoutines.h"
 #include "convert/foreground.h"
 #include "filters/circleFilters.h"
+#include "filters/deinterlace.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "filters/pointOperations.h"
@@ -159,6 +160,15 @@ void summary(layers& l) {
   }
 }
 
+// Deinterlacing needs an even frame: the input less its last row and column.
+void deinterlace(layers& l, int field, int method) {
+  layers even(l.W() - 1, l.H() - 1);
+  for (int y = 0; y < even.H(); ++y)
+    for (int x = 0; x < even.W(); ++x) even.field(x, y) = l.field(x, y);
+  DeInterlace(even.field, 0, field, method);
+  l = even;
+}
+
 struct parallelCase {
   const char* name;
   void (*run)(layers&);         // works on the layers in place
@@ -208,6 +218,8 @@ const parallelCase cases[] = {
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
     {"ImageSummary", summary},
+    {"DeInterlaceEdges", [](layers& l) { deinterlace(l, 1, 1); }},
+    {"DeInterlaceMedian", [](layers& l) { deinterlace(l, 2, 4); }},
     {"UnSharpMask", [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 5, 5, 4, false, 2, 1, 0.8f); }},
     {"DIP1Sobel", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 1, 9, 5, 100, 10); }},
     {"DIP1WaveLet", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 4, 9, 5, 100, 10); }},
