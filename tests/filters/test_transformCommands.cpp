@@ -10,11 +10,13 @@
 
 #include "api/imagesList.h"
 #include "filters/deinterlace.h"
+#include "filters/directional.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "host/paramRecord.h"
 #include "host/platform.h"
 #include "plugin/deinterlaceCommand.h"
+#include "plugin/directionalCommands.h"
 #include "plugin/enhancementCommands.h"
 #include "plugin/morphologyCommands.h"
 #include "tests/support/commandTest.h"
@@ -120,6 +122,82 @@ TEST_F(TransformCommands, DeInterlaceStartsFromItsDefaults) {
     EXPECT_TRUE(images.undoAvailable());
   }
   EXPECT_EQ(reg_get_string("", "action", "absent"), "absent");
+}
+
+// The directional filters take their direction from the typed angle, or
+// from the first two markers (the next two set the taper); "1D DeBlur"
+// from two markers when there are two. Each runs as typed and the deblur
+// shows its time.
+TEST_F(TransformCommands, DirectionsComeFromTheAngleOrTheMarkers) {
+  const struct {
+    const char* name;
+    bool (*command)(zel::imagesList&);
+    std::vector<std::pair<std::string, std::string>> values;
+    std::vector<std::pair<double, double>> marks;
+    std::function<void(layers&)> routine;
+    bool report;
+  } cases[] = {
+      {"gauss typed", DirectionalGaussCommand,
+       {{"m_length", "7"}, {"m_width", "2"}, {"m_angle", "30"}, {"m_iter", "2"}}, {},
+       [](layers& l) { DirectionalGauss(l.field, l.bkgr, l.ROI, 2, 7, 2, 30); }, false},
+      {"median by two markers, straight up", DirectionalMedianCommand,
+       {{"m_length", "5"}, {"m_source", "By 2/4 Markers"}}, {{4, 9}, {4, 2}},
+       [](layers& l) { DirectionalMedian(l.field, l.bkgr, l.ROI, 1, 5, 1, 90); }, false},
+      {"median tapered by four markers", DirectionalMedianCommand,
+       {{"m_length", "5"}, {"m_source", "1"}}, {{4, 9}, {4, 2}, {0, 0}, {29, 0}},
+       [](layers& l) {
+         DirectionalMedian(l.field, l.bkgr, l.ROI, 1, 5, 1, 90, lengthTaper{0, 0, 29, 0});
+       },
+       false},
+      {"deblur typed", DeBlur1DCommand, {{"m_length", "5"}, {"m_angle", "-20"}, {"m_iter", "4"}},
+       {{3, 3}}, [](layers& l) { DeBlur1D(l.field, l.bkgr, l.ROI, 5, -20, 0.01f, 4); }, true},
+      {"deblur along two markers", DeBlur1DCommand, {{"m_length", "3"}, {"m_iter", "4"}},
+       {{0, 0}, {5, 5}}, [](layers& l) { DeBlur1D(l.field, l.bkgr, l.ROI, 3, -45, 0.01f, 4); },
+       true},
+  };
+  for (const auto& c : cases) {
+    zel::imagesList images;
+    layers expected = addRandom(images);
+    for (auto [x, y] : c.marks) images.current()->markers.add(marker{x, y, 0, 0, true, 0});
+    user.ui.notices.clear();
+    params(c.values);
+    c.command(images);
+    c.routine(expected);
+    EXPECT_TRUE(sameBits(images.current()->field(), expected.field)) << c.name;
+    EXPECT_EQ(user.ui.notices.size(), c.report ? 1u : 0u) << c.name;
+  }
+}
+
+TEST_F(TransformCommands, DirectionalGuardsCountTheMarkers) {
+  const struct {
+    bool (*command)(zel::imagesList&);
+    std::vector<std::pair<std::string, std::string>> values;
+    int markers;
+    const char* notice;
+    const char* section;
+    bool stored;  // checked after the dialog: the values are kept
+  } cases[] = {
+      {DirectionalGaussCommand, {{"m_source", "1"}}, 3,
+       "There Must Be 2/4 Markers for Direction/Tapering\n\n------- STOP -------", "DirGauss", true},
+      {DirectionalMedianCommand, {{"m_source", "1"}}, 0,
+       "There Must Be 2/4 Markers for Direction/Tapering\n\n------- STOP -------", "DirMedian",
+       true},
+      {DeBlur1DCommand, {{"m_length", "3"}}, 3,
+       "There Must Be Not More Than 2 Markers for Smear Direction Set", "DeBlur1D", false},
+  };
+  for (const auto& c : cases) {
+    zel::imagesList images;
+    const layers before = addRandom(images);
+    for (int k = 0; k < c.markers; ++k) images.current()->markers.add(marker{k * 3.0, 2, 0, 0, true, 0});
+    user.ui.notices.clear();
+    params(c.values);
+    c.command(images);
+    ASSERT_EQ(user.ui.notices.size(), 1u) << c.notice;
+    EXPECT_EQ(user.ui.notices[0], c.notice);
+    EXPECT_FALSE(images.undoAvailable()) << c.notice;
+    EXPECT_TRUE(sameBits(images.current()->field(), before.field)) << c.notice;
+    EXPECT_EQ(reg_get_string(c.section, c.values[0].first, "absent") != "absent", c.stored);
+  }
 }
 
 // A wipe of a mask with nothing to wipe is refused before its dialog.

@@ -18,6 +18,7 @@
 #include "convert/foreground.h"
 #include "filters/circleFilters.h"
 #include "filters/deinterlace.h"
+#include "filters/directional.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "filters/pointOperations.h"
@@ -218,6 +219,12 @@ const parallelCase cases[] = {
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
     {"ImageSummary", summary},
+    {"DirectionalGauss", [](layers& l) { DirectionalGauss(l.field, l.bkgr, l.ROI, 2, 9, 3, 30); }},
+    {"DirectionalMedianTapered",
+     [](layers& l) {
+       DirectionalMedian(l.field, l.bkgr, l.ROI, 1, 7, 1, 100, lengthTaper{0, 0, 262, 262});
+     }},
+    {"DeBlur1D", [](layers& l) { EXPECT_EQ(DeBlur1D(l.field, l.bkgr, l.ROI, 7, 20, 0.01f, 5), 5); }},
     {"DeInterlaceEdges", [](layers& l) { deinterlace(l, 1, 1); }},
     {"DeInterlaceMedian", [](layers& l) { deinterlace(l, 2, 4); }},
     {"UnSharpMask", [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 5, 5, 4, false, 2, 1, 0.8f); }},
