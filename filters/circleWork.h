@@ -73,6 +73,22 @@ struct blockedPlane {
   }
 };
 
+// Eight floats, and eight lanes of all ones or zeros, as the compiler's
+// vector types: the lanes run as one instruction where the processor can.
+typedef float lanes8 __attribute__((vector_size(32)));
+typedef int mask8 __attribute__((vector_size(32)));
+
+// The valid lanes of pixels x .. x+7 (bkgr clear and ROI set).
+inline void validLanes(const bool* bkgr, const bool* ROI, int x, mask8& valid) {
+  for (int k = 0; k < 8; ++k) valid[k] = (!bkgr[x + k] && ROI[x + k]) ? -1 : 0;
+}
+
+// The least and greatest valid value of a row of W pixels, from 1e30 and
+// -1e30: the values a fold over the row in x order gives, the first of
+// equal values kept and NaN never taken; `any` whether a pixel is valid.
+void validRowRange(const float* v, const bool* bkgr, const bool* ROI, int W, float& lo, float& hi,
+                   bool& any);
+
 // A progress bar of 500 steps over `total` rows, shown in percent through
 // the report sink whenever the percent moves; only the calling thread may
 // call it.

@@ -15,6 +15,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -119,6 +120,142 @@ TAMBLE_CLONES void measureSecond(const float* v, const std::uint8_t* blk, int W,
   }
 }
 
+// Rows without a blocked pixel, the same sums lane by lane as the loops
+// above (lane k takes the columns x = k mod 8, in order), as vectors: four
+// doubles per half, the extremes as eight floats with their columns.
+typedef double dlanes __attribute__((vector_size(32)));
+typedef long long ilanes __attribute__((vector_size(32)));
+typedef float flanes __attribute__((vector_size(16)));
+
+// The halves of eight floats as doubles.
+inline void widen(const circle::lanes8& f, dlanes& low, dlanes& high) {
+  const flanes a = {f[0], f[1], f[2], f[3]}, b = {f[4], f[5], f[6], f[7]};
+  low = __builtin_convertvector(a, dlanes);
+  high = __builtin_convertvector(b, dlanes);
+}
+
+// Keeps in lo and hi (with their columns) the extremes of f at columns x.
+inline void keepLanes(const circle::lanes8& f, const circle::mask8& x, circle::lanes8& lo,
+                      circle::mask8& loX, circle::lanes8& hi, circle::mask8& hiX) {
+  const circle::mask8 lower = f < lo, higher = f > hi;
+  lo = lower ? f : lo;
+  loX = lower ? x : loX;
+  hi = higher ? f : hi;
+  hiX = higher ? x : hiX;
+}
+
+// Lane k's extremes into the row's, lanes in order (the earlier column of
+// equal values kept).
+inline void mergeLanes(const circle::lanes8& lo, const circle::mask8& loX,
+                       const circle::lanes8& hi, const circle::mask8& hiX, int y, extreme& rowLo,
+                       extreme& rowHi) {
+  for (int k = 0; k < lanes; ++k) {
+    if (loX[k] >= 0) mergeExtreme(rowLo, {lo[k], loX[k], y}, true);
+    if (hiX[k] >= 0) mergeExtreme(rowHi, {hi[k], hiX[k], y}, false);
+  }
+}
+
+TAMBLE_CLONES void measureFirstClean(const float* v, int W, int y, firstRow& out) {
+  dlanes s[2] = {}, sxv[2] = {};
+  circle::lanes8 lo, hi;
+  circle::mask8 loX, hiX, column;
+  for (int k = 0; k < lanes; ++k) lo[k] = inf, hi[k] = -inf, loX[k] = hiX[k] = -1, column[k] = k;
+  const circle::mask8 eight = column - column + lanes;
+  int x0 = 0;
+  for (; x0 + lanes <= W; x0 += lanes, column += eight) {
+    circle::lanes8 f;
+    std::memcpy(&f, v + x0, sizeof f);
+    dlanes d[2], dx[2];
+    widen(f, d[0], d[1]);
+    const flanes c0 = {float(x0), float(x0 + 1), float(x0 + 2), float(x0 + 3)};
+    dx[0] = __builtin_convertvector(c0, dlanes);
+    dx[1] = dx[0] + 4.0;
+    for (int h = 0; h < 2; ++h) {
+      s[h] += d[h];
+      sxv[h] += dx[h] * d[h];
+    }
+    keepLanes(f, column, lo, loX, hi, hiX);
+  }
+  for (int x = x0; x < W; ++x) {
+    const int k = x - x0;
+    const double d = v[x], dx = x;
+    s[k / 4][k % 4] += d;
+    sxv[k / 4][k % 4] += dx * d;
+    if (v[x] < lo[k]) lo[k] = v[x], loX[k] = x;
+    if (v[x] > hi[k]) hi[k] = v[x], hiX[k] = x;
+  }
+  for (int k = 0; k < lanes; ++k) {
+    out.sum += s[k / 4][k % 4];
+    out.sumXV += sxv[k / 4][k % 4];
+  }
+  // Whole numbers: exact in any order.
+  out.n = W;
+  out.sumX = 0.5 * W * (W - 1.0);
+  out.sumXX = (W - 1.0) * W * (2.0 * W - 1.0) / 6.0;
+  mergeLanes(lo, loX, hi, hiX, y, out.lo, out.hi);
+}
+
+// The second pass's sums; the extremes of the pixels less the plane only
+// when `extremes` (Block D).
+TAMBLE_CLONES void measureSecondClean(const float* v, int W, int y, double mean, double c, double b,
+                                      bool extremes, secondRow& out) {
+  dlanes dev[2] = {}, r[2] = {}, xr[2] = {}, rr[2] = {};
+  dlanes lo[2], hi[2];
+  ilanes loX[2], hiX[2], column[2];
+  for (int k = 0; k < lanes; ++k) {
+    lo[k / 4][k % 4] = inf, hi[k / 4][k % 4] = -inf;
+    loX[k / 4][k % 4] = hiX[k / 4][k % 4] = -1;
+    column[k / 4][k % 4] = k;
+  }
+  int x0 = 0;
+  for (; x0 + lanes <= W; x0 += lanes) {
+    circle::lanes8 f;
+    std::memcpy(&f, v + x0, sizeof f);
+    dlanes d[2], dx[2];
+    widen(f, d[0], d[1]);
+    const flanes c0 = {float(x0), float(x0 + 1), float(x0 + 2), float(x0 + 3)};
+    dx[0] = __builtin_convertvector(c0, dlanes);
+    dx[1] = dx[0] + 4.0;
+    for (int h = 0; h < 2; ++h) {
+      const dlanes e = d[h] - mean, q = d[h] - (c + b * dx[h]);
+      dev[h] += e * e;
+      r[h] += q;
+      xr[h] += dx[h] * q;
+      rr[h] += q * q;
+      if (extremes) {
+        const ilanes lower = q < lo[h], higher = q > hi[h];
+        lo[h] = lower ? q : lo[h];
+        loX[h] = lower ? column[h] : loX[h];
+        hi[h] = higher ? q : hi[h];
+        hiX[h] = higher ? column[h] : hiX[h];
+      }
+      column[h] += lanes;
+    }
+  }
+  for (int x = x0; x < W; ++x) {
+    const int k = x - x0;
+    const double d = v[x], dx = x;
+    const double e = d - mean, q = d - (c + b * dx);
+    dev[k / 4][k % 4] += e * e;
+    r[k / 4][k % 4] += q;
+    xr[k / 4][k % 4] += dx * q;
+    rr[k / 4][k % 4] += q * q;
+    if (extremes) {
+      if (q < lo[k / 4][k % 4]) lo[k / 4][k % 4] = q, loX[k / 4][k % 4] = x;
+      if (q > hi[k / 4][k % 4]) hi[k / 4][k % 4] = q, hiX[k / 4][k % 4] = x;
+    }
+  }
+  for (int k = 0; k < lanes; ++k) {
+    const int h = k / 4, j = k % 4;
+    out.deviation += dev[h][j];
+    out.r += r[h][j];
+    out.xr += xr[h][j];
+    out.rr += rr[h][j];
+    if (loX[h][j] >= 0) mergeExtreme(out.lo, {lo[h][j], static_cast<int>(loX[h][j]), y}, true);
+    if (hiX[h][j] >= 0) mergeExtreme(out.hi, {hi[h][j], static_cast<int>(hiX[h][j]), y}, false);
+  }
+}
+
 // Solves a x = b (3 by 3) by elimination with partial pivoting; false when
 // a pivot vanishes against the matrix's scale.
 bool solve3(std::array<std::array<double, 3>, 3> a, std::array<double, 3> b,
@@ -169,13 +306,19 @@ pixelFigures fromExtremes(double n, double sum, const extreme& lo, const extreme
 constexpr int refinementSteps = 4;
 
 // The figures of the pixels that `blocked` does not flag (all of them when
-// it is null).
-setFigures measureSet(const filterField& field, const circle::blockedPlane* blocked) {
+// it is null); the extremes of the field less the plane only with
+// `flatExtremes`.
+setFigures measureSet(const filterField& field, const circle::blockedPlane* blocked,
+                      bool flatExtremes) {
   const int W = field.width(), H = field.height();
   auto flags = [&](int y) { return blocked ? blocked->row(y, W) : nullptr; };
   std::vector<firstRow> first(H);
-  zel::forEachRow(H, field.count,
-                  [&](int y) { measureFirst(field.row(y), flags(y), W, y, first[y]); });
+  zel::forEachRow(H, field.count, [&](int y) {
+    if (const std::uint8_t* blk = flags(y))
+      measureFirst(field.row(y), blk, W, y, first[y]);
+    else
+      measureFirstClean(field.row(y), W, y, first[y]);
+  });
   // Moments about the image's centre, which keeps the normal equations
   // well scaled.
   const double cx = (W - 1) * 0.5, cy = (H - 1) * 0.5;
@@ -209,7 +352,10 @@ setFigures measureSet(const filterField& field, const circle::blockedPlane* bloc
     zel::forEachRow(H, field.count, [&](int y) {
       second[y] = {};
       const double c = p[0] + p[2] * (y - cy) - p[1] * cx;
-      measureSecond(field.row(y), flags(y), W, y, out.figures.mean, c, p[1], second[y]);
+      if (const std::uint8_t* blk = flags(y))
+        measureSecond(field.row(y), blk, W, y, out.figures.mean, c, p[1], second[y]);
+      else
+        measureSecondClean(field.row(y), W, y, out.figures.mean, c, p[1], flatExtremes, second[y]);
     });
     double deviation = 0, r = 0, ur = 0, wr = 0, rr = 0;
     extreme flo{inf}, fhi{-inf};
@@ -258,15 +404,44 @@ struct byteView {
 
 using histogram = std::array<double, 256>;
 
-// The histograms of the view over all pixels and over the valid ones.
+// The levels of n pixels.
+TAMBLE_CLONES void levelsOf(const float* v, const byteView& view, std::uint8_t* __restrict out,
+                            int n) {
+  const double scale = view.scale, offset = view.offset;
+  for (int i = 0; i < n; ++i) {
+    const double t = std::trunc(v[i] / scale + offset);
+    out[i] = static_cast<std::uint8_t>(t > 0 ? (t < 255 ? t : 255) : 0);
+  }
+}
+
+// The histograms of the view over all pixels and over the valid ones:
+// bands of rows in parallel, their counts added up (whole numbers: exact in
+// any order).
 void levelCounts(const filterField& field, const circle::blockedPlane& blocked, const byteView& view,
                  histogram& whole, histogram& active) {
+  const int W = field.width(), H = field.height();
+  constexpr int bandRows = 64;
+  const int bands = (H + bandRows - 1) / bandRows;
+  using counts = std::array<std::uint32_t, 256>;
+  std::vector<counts> bandWhole(bands), bandActive(bands);
+  zel::forEachRow(bands, field.count, [&](int band) {
+    counts& w = bandWhole[band];
+    counts& a = bandActive[band];
+    w.fill(0), a.fill(0);
+    std::vector<std::uint8_t> levels(W);
+    for (int y = band * bandRows; y < std::min(H, (band + 1) * bandRows); ++y) {
+      levelsOf(field.row(y), view, levels.data(), W);
+      const std::uint8_t* blk = blocked.row(y, W);
+      for (int x = 0; x < W; ++x) ++w[levels[x]];
+      if (!blk)
+        for (int x = 0; x < W; ++x) ++a[levels[x]];
+      else
+        for (int x = 0; x < W; ++x) a[levels[x]] += blk[x] == 0;
+    }
+  });
   whole.fill(0), active.fill(0);
-  for (std::size_t i = 0; i < field.count; ++i) {
-    const int l = view.level(field.data[i]);
-    whole[l] += 1;
-    if (!blocked.flags[i]) active[l] += 1;
-  }
+  for (int band = 0; band < bands; ++band)
+    for (int l = 0; l < 256; ++l) whole[l] += bandWhole[band][l], active[l] += bandActive[band][l];
 }
 
 double total(const histogram& h) {
@@ -530,7 +705,7 @@ void ImageSummary(const filterField& field, const filterMask& bkgr, const filter
   r.width = W, r.height = H;
   const circle::blockedPlane blocked(bkgr.data, ROI.data, W, H);
   const double all = static_cast<double>(field.count);
-  const setFigures active = measureSet(field, &blocked);
+  const setFigures active = measureSet(field, &blocked, r.mode == summaryWithoutTrend);
   r.active = active.figures;
   r.activePlane = active.plane;
   r.activeFlat = active.flat;
@@ -540,7 +715,10 @@ void ImageSummary(const filterField& field, const filterMask& bkgr, const filter
     r.activeFlatRelative = relative(r.activeFlat.deviation, r.active.mean);
     return;
   }
-  const setFigures whole = measureSet(field, nullptr);
+  // Without a blocked pixel the whole image is the active one: the same
+  // rows through the same sums.
+  const setFigures whole =
+      blocked.any ? measureSet(field, nullptr, r.mode == summaryWithoutTrend) : active;
   r.whole = whole.figures;
   r.wholePlane = whole.plane;
   r.wholeFlat = whole.flat;

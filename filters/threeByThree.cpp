@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "api/errors.h"
@@ -48,26 +47,57 @@ constexpr s3x3Kind s3x3Table[s3x3Kinds] = {
     {{1, -2, 1, -2, 4, -2, 1, -2, 1}, 1, true},       // Thin Laplace Square Diagonal
 };
 
-// One output row from the padded rows a (above), b and c (below), each
-// starting one pixel left of the image; blocked pixels (blk set) keep `own`.
-TAMBLE_CLONES void filterRow(const float* a, const float* b, const float* c, const float (&k)[9],
-                             float offset, float lo, float hi, const std::uint8_t* blk,
-                             float* __restrict own, int W) {
-  for (int x = 0; x < W; ++x) {
+// The interior of a row whose window holds no blocked pixel: x = 1 .. W-2
+// from the rows a (above), b and c (below).
+TAMBLE_CLONES void cleanRow(const float* a, const float* b, const float* c, const float* k,
+                            float offset, float lo, float hi, float* __restrict out, int W) {
+  for (int x = 1; x < W - 1; ++x) {
     float s = 0.0f;
-    s += k[0] * a[x];
-    s += k[1] * a[x + 1];
-    s += k[2] * a[x + 2];
-    s += k[3] * b[x];
-    s += k[4] * b[x + 1];
-    s += k[5] * b[x + 2];
-    s += k[6] * c[x];
-    s += k[7] * c[x + 1];
-    s += k[8] * c[x + 2];
-    const float v = std::min(std::max(s + offset, lo), hi);
-    own[x] = blk && blk[x] ? own[x] : v;
+    s += k[0] * a[x - 1];
+    s += k[1] * a[x];
+    s += k[2] * a[x + 1];
+    s += k[3] * b[x - 1];
+    s += k[4] * b[x];
+    s += k[5] * b[x + 1];
+    s += k[6] * c[x - 1];
+    s += k[7] * c[x];
+    s += k[8] * c[x + 1];
+    out[x] = std::min(std::max(s + offset, lo), hi);
   }
 }
+
+// One pass of the 3 by 3 set on a row. A neighbour outside the image or
+// blocked reads as 0, and its term is left out: adding k*0 (+0 or -0) to a
+// sum that starts at +0 never changes its bits.
+struct s3x3Row {
+  const float* k;
+  float offset, lo, hi;
+  int W;
+
+  float pixel(const circle::window& w, int x) const {
+    float s = 0.0f;
+    for (int i = 0; i < 9; ++i) {
+      const float* r = w.rows[i / 3];
+      const std::uint8_t* blk = w.blocked[i / 3];
+      const int sx = x + i % 3 - 1;
+      if (!r || sx < 0 || sx >= W || (blk && blk[sx])) continue;
+      s += k[i] * r[sx];
+    }
+    return std::min(std::max(s + offset, lo), hi);
+  }
+
+  void operator()(const circle::window& w, float* out) const {
+    const float* own = w.rows[1];
+    const std::uint8_t* ownBlocked = w.blocked[1];
+    if (w.clean() && W > 2) {
+      cleanRow(w.rows[0], w.rows[1], w.rows[2], k, offset, lo, hi, out, W);
+      out[0] = pixel(w, 0);
+      out[W - 1] = pixel(w, W - 1);
+      return;
+    }
+    for (int x = 0; x < W; ++x) out[x] = ownBlocked && ownBlocked[x] ? own[x] : pixel(w, x);
+  }
+};
 
 void checkExtents(const filterField& field, const filterMask& bkgr, const filterMask& ROI) {
   if (!field.sameExtent(bkgr) || !bkgr.sameExtent(ROI)) zel::raise<zel::DimError>();
@@ -75,6 +105,9 @@ void checkExtents(const filterField& field, const filterMask& bkgr, const filter
 
 }  // namespace
 
+// Each iteration is one pass in place on the field (blocked pixels keep
+// their values meanwhile and are never read); the frame and the blocked
+// pixels are set to 0 at the end.
 void S3X3ITER(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
               int kind) {
   checkExtents(field, bkgr, ROI);
@@ -92,31 +125,21 @@ void S3X3ITER(filterField& field, const filterMask& bkgr, const filterMask& ROI,
   } else {
     zel::report().notice("S3X3ITER: NonRealized Filter Set");
   }
-  const circle::blockedPlane blocked(bkgr.data, ROI.data, W, H);
-  filterField work = field;
-  // The snapshot with a frame of zeros; blocked pixels read as 0.
-  const int PW = W + 2;
-  std::vector<float> padded(static_cast<std::size_t>(PW) * (H + 2), 0.0f);
-  for (int pass = 0; pass < iterations; ++pass) {
-    zel::forEachRow(H, field.count, [&](int y) {
-      const float* from = work.row(y);
-      const std::uint8_t* blk = blocked.row(y, W);
-      float* to = padded.data() + static_cast<std::size_t>(y + 1) * PW + 1;
-      for (int x = 0; x < W; ++x) to[x] = blk && blk[x] ? 0.0f : from[x];
-    });
-    zel::forEachRow(H, field.count, [&](int y) {
-      const float* a = padded.data() + static_cast<std::size_t>(y) * PW;
-      filterRow(a, a + PW, a + 2 * PW, k, offset, lo, hi, blocked.row(y, W), work.row(y), W);
-    });
-  }
-  // The frame and every blocked pixel end at 0.
+  for (int pass = 0; pass < iterations; ++pass)
+    circle::inPlacePass(field.data, bkgr.data, ROI.data, W, H, 1,
+                        [&] { return s3x3Row{k, offset, lo, hi, W}; });
   zel::forEachRow(H, field.count, [&](int y) {
     float* out = field.row(y);
-    const float* in = work.row(y);
-    const std::uint8_t* blk = blocked.row(y, W);
-    const bool inner = y > 0 && y < H - 1;
-    for (int x = 0; x < W; ++x)
-      out[x] = inner && x > 0 && x < W - 1 && !(blk && blk[x]) ? in[x] : 0.0f;
+    if (y == 0 || y == H - 1) {
+      std::fill(out, out + W, 0.0f);
+      return;
+    }
+    thread_local std::vector<std::uint8_t> flags;
+    flags.resize(W);
+    if (circle::blockedRow(bkgr.data, ROI.data, W, y, flags.data()))
+      for (int x = 0; x < W; ++x)
+        if (flags[x]) out[x] = 0.0f;
+    out[0] = out[W - 1] = 0.0f;
   });
 }
 
