@@ -75,6 +75,35 @@ TEST(Summary, FiguresOfSixPixelsByHand) {
   EXPECT_TRUE(r.activePlane.byPrecision);
 }
 
+// Rows of eight lanes and a tail, summed as vectors (no blocked pixel in
+// the row) or one pixel at a time (some blocked): the extremes at their
+// first positions, the mean and the deviation as a plain computation gives
+// them, whether no row, one row or every row has blocked pixels.
+TEST(Summary, LongRowsAgreeWithAPlainComputation) {
+  for (int masked : {0, 1, 2}) {
+    layers l = tamble::testing::randomLayers(37, 6, masked == 2 ? 0.2 : 0.0, 77u);
+    if (masked == 1) l.bkgr(11, 3) = l.bkgr(20, 3) = true;
+    l.field(30, 4) = l.field(2, 1) = -3.0f;  // the minimum twice: the first counts
+    l.bkgr(30, 4) = l.bkgr(2, 1) = false, l.ROI(30, 4) = l.ROI(2, 1) = true;
+    const summaryRecord r = summaryOf(l, summaryWithoutTrend);
+    double n = 0, sum = 0;
+    for (std::size_t i = 0; i < l.field.count; ++i)
+      if (!l.bkgr.data[i] && l.ROI.data[i]) n += 1, sum += l.field.data[i];
+    double dev = 0;
+    for (std::size_t i = 0; i < l.field.count; ++i)
+      if (!l.bkgr.data[i] && l.ROI.data[i])
+        dev += (l.field.data[i] - sum / n) * (l.field.data[i] - sum / n);
+    EXPECT_EQ(r.active.count, static_cast<long long>(n));
+    EXPECT_NEAR(r.active.mean, sum / n, 1e-12 * sum);
+    EXPECT_NEAR(r.active.deviation, std::sqrt(dev / n), 1e-9);
+    EXPECT_EQ(r.active.min, -3.0);
+    EXPECT_EQ(std::pair(r.active.minX, r.active.minY), std::pair(2, 1));
+    EXPECT_NEAR(r.activeFlat.mean, 0.0, 1e-9);
+    EXPECT_LE(r.activeFlat.min, 0.0);
+    EXPECT_GE(r.activeFlat.max, 0.0);
+  }
+}
+
 // Off the plane: 0 0 / 0 4 has the plane -1 + 2x + 2y, residuals 1 -1 -1 1.
 TEST(Summary, PlaneAndResidualsOfASaddle) {
   layers l(2, 2);

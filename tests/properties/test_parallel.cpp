@@ -219,6 +219,11 @@ const parallelCase cases[] = {
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
     {"ImageSummary", summary},
+    {"ImageSummaryUnblocked",
+     [](layers& l) {
+       unblock(l);
+       summary(l);
+     }},
     {"DirectionalGauss", [](layers& l) { DirectionalGauss(l.field, l.bkgr, l.ROI, 2, 9, 3, 30); }},
     {"DirectionalMedianTapered",
      [](layers& l) {
