@@ -63,7 +63,8 @@ struct summaryRecord {
   double columnDeviationMin = 0, columnDeviationMax = 0;
   double haralick = 0;
   planeFigures wholePlane, activePlane;
-  // Blocks D and E: the field less its plane.
+  // Blocks D and E: the field less its plane (its extremes are taken in
+  // mode 2 only, where Block D shows them).
   pixelFigures wholeFlat, activeFlat;
   // Filled only where the active mean exceeds 1e-10.
   std::optional<double> activeRelative, activeFlatRelative;
