@@ -5,14 +5,18 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "api/arrayWorks.h"
 #include "api/parallel.h"
+#include "api/report.h"
 
 // The hot loops of the filters are built twice, for AVX2 and for any x86-64,
 // and the one for the processor is chosen when the program starts. Both
@@ -50,6 +54,69 @@ inline bool blockedRow(const bool* bkgr, const bool* ROI, int W, int y, std::uin
   for (int x = 0; x < W; ++x) out[x] = b[x] | (r[x] ^ 1u);
   return true;
 }
+
+// The blocked flags of a whole W by H image, and which rows hold any.
+struct blockedPlane {
+  std::vector<std::uint8_t> flags;
+  std::vector<char> rowAny;
+  bool any = false;
+  blockedPlane(const bool* bkgr, const bool* ROI, int W, int H)
+      : flags(static_cast<std::size_t>(W) * H), rowAny(H) {
+    zel::forEachRow(H, flags.size(), [&](int y) {
+      rowAny[y] = blockedRow(bkgr, ROI, W, y, flags.data() + static_cast<std::size_t>(y) * W);
+    });
+    any = std::any_of(rowAny.begin(), rowAny.end(), [](char c) { return c != 0; });
+  }
+  // Row y's flags, or nullptr when none of its pixels is blocked.
+  const std::uint8_t* row(int y, int W) const {
+    return rowAny[y] ? flags.data() + static_cast<std::size_t>(y) * W : nullptr;
+  }
+};
+
+// Eight floats, and eight lanes of all ones or zeros, as the compiler's
+// vector types: the lanes run as one instruction where the processor can.
+typedef float lanes8 __attribute__((vector_size(32)));
+typedef int mask8 __attribute__((vector_size(32)));
+
+// The valid lanes of pixels x .. x+7 (bkgr clear and ROI set).
+inline void validLanes(const bool* bkgr, const bool* ROI, int x, mask8& valid) {
+  for (int k = 0; k < 8; ++k) valid[k] = (!bkgr[x + k] && ROI[x + k]) ? -1 : 0;
+}
+
+// The least and greatest valid value of a row of W pixels, from 1e30 and
+// -1e30: the values a fold over the row in x order gives, the first of
+// equal values kept and NaN never taken; `any` whether a pixel is valid.
+void validRowRange(const float* v, const bool* bkgr, const bool* ROI, int W, float& lo, float& hi,
+                   bool& any);
+
+// A progress bar of 500 steps over `total` rows, shown in percent through
+// the report sink whenever the percent moves; only the calling thread may
+// call it.
+class rowProgress {
+ public:
+  rowProgress(std::string what, long long total) : label(std::move(what)), rows(total) {
+    zel::report().progress(label, 0);
+  }
+  void at(long long done) {
+    const int step = std::min(
+        range, static_cast<int>(std::trunc(static_cast<double>(done) / rows * range + 0.5)));
+    const int percent = step * 100 / range;
+    if (percent == shown) return;
+    shown = percent;
+    zel::report().progress(label, percent);
+  }
+  // The bar ends at 100 percent, also after an early return.
+  void finish() {
+    if (shown != 100) zel::report().progress(label, 100);
+    shown = 100;
+  }
+
+ private:
+  static constexpr int range = 500;
+  std::string label;
+  long long rows;
+  int shown = 0;
+};
 
 // The greatest float below v and the least above it (v positive, finite).
 constexpr float below(float v) {

@@ -25,8 +25,6 @@
 namespace tamble {
 namespace {
 
-constexpr int progressRange = 500;
-
 struct weightedCell {
   int dx, dy;
   float kern;
@@ -109,27 +107,17 @@ struct filter3DPass {
   }
 };
 
-// The rows done, on a scale of 500, shown in percent when the percent moved.
-void reportProgress(long long done, long long total, int& shown) {
-  const int at = std::min(
-      progressRange,
-      static_cast<int>(std::trunc(static_cast<double>(done) / total * progressRange + 0.5)));
-  const int percent = at * 100 / progressRange;
-  if (percent == shown) return;
-  shown = percent;
-  zel::report().progress("3D Filter", percent);
-}
-
 }  // namespace
 
 void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI, int iterations,
               float diameter, float height, bool rational) {
   const int W = field.width(), H = field.height();
-  zel::report().progress("3D Filter", 0);
+  const long long total = static_cast<long long>(H) * std::max(iterations, 1);
+  circle::rowProgress bar("3D Filter", total);
   const int R = (static_cast<int>(std::trunc(diameter + 0.5)) + 1) / 2;
   // The bar ends at 100 percent; the early return closes it at once.
   if (!(height > 1e-10f) || R < 1) {
-    zel::report().progress("3D Filter", 100);
+    bar.finish();
     return;
   }
   if (!field.sameExtent(bkgr) || !bkgr.sameExtent(ROI)) zel::raise<zel::DimError>();
@@ -144,8 +132,6 @@ void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI,
   // depend on during the pass.
   std::vector<float> A(field.count);
   const float inverse = 1.0f / height;
-  const long long total = static_cast<long long>(H) * std::max(iterations, 1);
-  int shown = 0;
   for (int pass = 0; pass < iterations; ++pass) {
     const filter3DPass work{A, field.data, blocked, rowBlocked, cells, W, H, R, height, rational};
     const long long before = static_cast<long long>(pass) * H;
@@ -163,12 +149,12 @@ void Filter3D(filterField& field, const filterMask& bkgr, const filterMask& ROI,
       for (int y = 0; y < H; ++y) {
         work.row(y);
         const int rows = done.fetch_add(1, std::memory_order_relaxed) + 1;
-        if (caller) reportProgress(before + rows, total, shown);
+        if (caller) bar.at(before + rows);
       }
     }
-    reportProgress(before + H, total, shown);
+    bar.at(before + H);
   }
-  if (shown != 100) zel::report().progress("3D Filter", 100);
+  bar.finish();
 }
 
 }  // namespace tamble

@@ -7,9 +7,11 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "filters/circleFilters.h"
+#include "api/parallel.h"
 #include "filters/circleWork.h"
 
 namespace tamble {
@@ -241,16 +243,77 @@ void GaussSeparable(filterField& field, const filterMask& bkgr, const filterMask
                         [&] { return gaussRow(k, W, all); });
 }
 
+namespace {
+
+}  // namespace
+
+// In eight lanes (x mod 8), merged in lane order. Equal values have the same
+// bits except +0 and -0: a zero result is taken from the row's first valid
+// zero, as a fold in x order would keep it.
+TAMBLE_CLONES void circle::validRowRange(const float* v, const bool* bkgr, const bool* ROI, int W,
+                                         float& lo, float& hi, bool& any) {
+  const auto* b = reinterpret_cast<const std::uint8_t*>(bkgr);
+  const auto* r = reinterpret_cast<const std::uint8_t*>(ROI);
+  const lanes8 big = {1e30f, 1e30f, 1e30f, 1e30f, 1e30f, 1e30f, 1e30f, 1e30f};
+  lanes8 l = big, h = -big;
+  mask8 seen = {};
+  int x = 0;
+  for (; x + 8 <= W; x += 8) {
+    lanes8 f;
+    std::memcpy(&f, v + x, sizeof f);
+    mask8 valid;
+    for (int k = 0; k < 8; ++k) valid[k] = (b[x + k] | (r[x + k] ^ 1u)) == 0 ? -1 : 0;
+    const lanes8 forLow = valid ? f : big, forHigh = valid ? f : -big;
+    l = forLow < l ? forLow : l;
+    h = forHigh > h ? forHigh : h;
+    seen |= valid;
+  }
+  lo = 1e30f, hi = -1e30f, any = false;
+  for (int k = 0; k < 8; ++k) {
+    lo = std::min(lo, l[k]);
+    hi = std::max(hi, h[k]);
+    any = any || seen[k];
+  }
+  for (; x < W; ++x) {
+    if (b[x] || !r[x]) continue;
+    any = true;
+    lo = std::min(lo, v[x]);
+    hi = std::max(hi, v[x]);
+  }
+  auto firstZero = [&](float& z) {
+    for (int i = 0; i < W; ++i)
+      if (!b[i] && r[i] && v[i] == 0.0f) {
+        z = v[i];
+        return;
+      }
+  };
+  if (lo == 0.0f) firstZero(lo);
+  if (hi == 0.0f) firstZero(hi);
+}
+
+// Rows in parallel, the rows then folded in order: the same values as one
+// fold over the image in row order (the first of equal values kept, NaN
+// never taken).
 void FieldMinMax(const filterField& field, const filterMask& bkgr, const filterMask& ROI,
                  float& min, float& max) {
+  const int W = field.width(), H = field.height();
+  struct range {
+    float lo = 1e30f, hi = -1e30f;
+    bool any = false;
+  };
+  std::vector<range> rows(H);
+  zel::forEachRow(H, field.count, [&](int y) {
+    circle::validRowRange(field.row(y), bkgr.row(y), ROI.row(y), W, rows[y].lo, rows[y].hi,
+                          rows[y].any);
+  });
   min = 1e30f;
   max = -1e30f;
   bool any = false;
-  for (std::size_t i = 0; i < field.count; ++i) {
-    if (bkgr.data[i] || !ROI.data[i]) continue;
+  for (const range& r : rows) {
+    if (!r.any) continue;
     any = true;
-    min = std::min(min, field.data[i]);
-    max = std::max(max, field.data[i]);
+    min = std::min(min, r.lo);
+    max = std::max(max, r.hi);
   }
   if (!any) min = max = 0.0f;
 }

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <string>
@@ -256,6 +258,38 @@ TEST(FieldMinMax, OverValidPixels) {
   l.bkgr.fill(true);
   FieldMinMax(l.field, l.bkgr, l.ROI, lo, hi);
   EXPECT_EQ(std::pair(lo, hi), std::pair(0.0f, 0.0f));
+}
+
+// The lanes give what one fold in row order gives, to the bit: the first of
+// +0 and -0, NaN never, blocked pixels never, values beyond the start of
+// 1e30 not at all.
+TEST(FieldMinMax, EqualsAFoldInRowOrder) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const struct {
+    const char* name;
+    std::vector<std::tuple<int, int, float>> set;  // x, y, value
+    std::vector<std::pair<int, int>> blocked;
+  } cases[] = {
+      {"random", {}, {}},
+      {"zeros: the first sign, not the first lane", {{5, 1, -0.0f}, {10, 1, 0.0f}, {5, 2, 0.0f}}, {}},
+      {"zeros, the first one blocked", {{3, 0, 0.0f}, {12, 0, -0.0f}}, {{3, 0}}},
+      {"NaN and blocked extremes", {{4, 1, nan}, {9, 2, -500}, {20, 0, 600}}, {{9, 2}, {20, 0}}},
+      {"in the tail of a row", {{20, 1, -7}, {19, 2, 1000}}, {}},
+      {"beyond the start", {{6, 0, 3e38f}, {7, 0, -3e38f}}, {}},
+  };
+  for (const auto& c : cases) {
+    layers l = randomLayers(21, 3, 0.2, 12u);
+    for (auto [x, y, v] : c.set) l.field(x, y) = v, l.bkgr(x, y) = false, l.ROI(x, y) = true;
+    for (auto [x, y] : c.blocked) l.bkgr(x, y) = true;
+    float wantLo = 1e30f, wantHi = -1e30f;
+    for (int y = 0; y < l.H(); ++y)
+      for (int x = 0; x < l.W(); ++x)
+        if (!l.blocked(x, y)) wantLo = std::min(wantLo, l.field(x, y)), wantHi = std::max(wantHi, l.field(x, y));
+    float lo = 0, hi = 0;
+    FieldMinMax(l.field, l.bkgr, l.ROI, lo, hi);
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(lo), std::bit_cast<std::uint32_t>(wantLo)) << c.name;
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(hi), std::bit_cast<std::uint32_t>(wantHi)) << c.name;
+  }
 }
 
 // With a height far above the values only the place counts: D = 3.001

@@ -17,7 +17,12 @@
 #include "convert/fieldRoutines.h"
 #include "convert/foreground.h"
 #include "filters/circleFilters.h"
+#include "filters/deinterlace.h"
+#include "filters/directional.h"
+#include "filters/enhancement.h"
+#include "filters/morphology.h"
 #include "filters/pointOperations.h"
+#include "filters/summary.h"
 #include "filters/wiener.h"
 #include "geometry/polynomialMap.h"
 #include "geometry/transforms.h"
@@ -142,6 +147,29 @@ void background(layers& l, int r1, int r2) {
   EXPECT_EQ(selectAndCompensate(l.field, l.bkgr, l.ROI, p), backgroundFault::none);
 }
 
+// The summary's rows of every mode, and its sums to the last bit.
+void summary(layers& l) {
+  for (int mode : {summaryEasy, summaryAdvanced, summaryWithoutTrend}) {
+    summaryRecord r;
+    r.mode = mode;
+    ImageSummary(l.field, l.bkgr, l.ROI, r);
+    for (const std::string& row : summaryLines(r)) other += row + "\n";
+    char bits[160];
+    std::snprintf(bits, sizeof bits, "%a %a %a %a %a\n", r.active.sum, r.active.deviation,
+                  r.activePlane.a0, r.activeFlat.deviation, r.whole.deviation);
+    other += bits;
+  }
+}
+
+// Deinterlacing needs an even frame: the input less its last row and column.
+void deinterlace(layers& l, int field, int method) {
+  layers even(l.W() - 1, l.H() - 1);
+  for (int y = 0; y < even.H(); ++y)
+    for (int x = 0; x < even.W(); ++x) even.field(x, y) = l.field(x, y);
+  DeInterlace(even.field, 0, field, method);
+  l = even;
+}
+
 struct parallelCase {
   const char* name;
   void (*run)(layers&);         // works on the layers in place
@@ -177,6 +205,40 @@ const parallelCase cases[] = {
     {"Wiener3", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 3.0f, 20.0f); }},
     {"Wiener9", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 9.0f, 20.0f); }},
     {"Wiener14", [](layers& l) { WienerFilter(l.field, l.bkgr, l.ROI, 14.0f, 20.0f); }},
+    {"S3X3ITERSobel", [](layers& l) { S3X3ITER(l.field, l.bkgr, l.ROI, 3, 4); }},
+    {"Gradients3x3Kirsch", [](layers& l) { Gradients3x3(l.field, l.bkgr, l.ROI, 5); }},
+    {"Gradients3x3Prewitt", [](layers& l) { Gradients3x3(l.field, l.bkgr, l.ROI, 8); }},
+    {"MorphDilation15", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 15.0f, 1); }},
+    {"MorphErosion5Unblocked",
+     [](layers& l) {
+       unblock(l);
+       MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 2);
+     }},
+    {"MorphOpenClose7", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 7.0f, 15); }},
+    {"MorphInvertedGradient", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 8); }},
+    {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
+    {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
+    {"ImageSummary", summary},
+    {"ImageSummaryUnblocked",
+     [](layers& l) {
+       unblock(l);
+       summary(l);
+     }},
+    {"DirectionalGauss", [](layers& l) { DirectionalGauss(l.field, l.bkgr, l.ROI, 2, 9, 3, 30); }},
+    {"DirectionalMedianTapered",
+     [](layers& l) {
+       DirectionalMedian(l.field, l.bkgr, l.ROI, 1, 7, 1, 100, lengthTaper{0, 0, 262, 262});
+     }},
+    {"DeBlur1D", [](layers& l) { EXPECT_EQ(DeBlur1D(l.field, l.bkgr, l.ROI, 7, 20, 0.01f, 5), 5); }},
+    {"DeInterlaceEdges", [](layers& l) { deinterlace(l, 1, 1); }},
+    {"DeInterlaceMedian", [](layers& l) { deinterlace(l, 2, 4); }},
+    {"UnSharpMask", [](layers& l) { UnSharpMask(l.field, l.bkgr, l.ROI, 5, 5, 4, false, 2, 1, 0.8f); }},
+    {"DIP1Sobel", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 1, 9, 5, 100, 10); }},
+    {"DIP1WaveLet", [](layers& l) { DIP1Enhancement(l.field, l.bkgr, l.ROI, 4, 9, 5, 100, 10); }},
+    {"NonlinearContrast", [](layers& l) { NonlinearContrast(l.field, l.bkgr, l.ROI, 2.5f); }},
+    {"WeightedHybridMapAdaptive",
+     [](layers& l) { WeightedHybridMap(l.field, l.bkgr, l.ROI, 3, 0.7f); }},
+    {"SteepThinning", [](layers& l) { SteepThinning(l.field, l.bkgr, l.ROI, 5, 0.1f, 3); }},
     {"PointOperations",
      [](layers& l) {
        ArithmeticConstant(l.field, l.bkgr, l.ROI, 4, 3.7f);
