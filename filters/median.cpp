@@ -8,8 +8,17 @@
 // standing in as -inf or +inf. Near blocked pixels, and for larger windows,
 // std::nth_element. All give the sample value a full sort would, so the
 // output is the same.
+//
+// The larger squares walk instead: the window moves one column at a time,
+// and its middle moves little, so the last middle is counted against the new
+// window and stepped to the next value below or above until it has the rank.
+// That is the value a sort puts there, hence the same bits, except where a
+// window holds a NaN or a -0 (either sort may then pick another element):
+// those windows take std::nth_element as before.
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -127,6 +136,153 @@ TAMBLE_CLONES void middleOfCells(const float* const* at, float* __restrict out, 
   }
 }
 
+// Floats as integers of the same order: -0 just below +0, NaNs beyond the
+// infinities. The mapping is its own inverse.
+TAMBLE_INLINE std::int32_t orderKey(float v) {
+  const auto b = std::bit_cast<std::int32_t>(v);
+  return b ^ ((b >> 31) & 0x7fffffff);
+}
+TAMBLE_INLINE float fromKey(std::int32_t k) {
+  return std::bit_cast<float>(k ^ ((k >> 31) & 0x7fffffff));
+}
+
+// A value whose place in a sort is not settled by its bits: NaN, and -0
+// beside +0.
+TAMBLE_INLINE bool unsettled(std::int32_t k) {
+  constexpr std::int32_t lowestInfinity = -0x7f800000 - 1;  // the key of -inf
+  return k > 0x7f800000 || k < lowestInfinity || k == -1;
+}
+
+// The counts of the n keys a[] below m and not above it, the largest below
+// and the smallest above.
+struct tally {
+  int below, notAbove;
+  std::int32_t under, over;
+};
+
+// Eight keys at once (the compiler's vector extension), so that every clone
+// counts in vectors.
+using keyLanes = std::int32_t __attribute__((vector_size(32)));
+
+TAMBLE_CLONES tally countAround(const std::int32_t* a, int n, std::int32_t m) {
+  constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
+  const keyLanes mm = keyLanes{} + m, leastLanes = keyLanes{} + least, mostLanes = keyLanes{} + most;
+  keyLanes below{}, above{}, under = leastLanes, over = mostLanes;
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    keyLanes v;
+    std::memcpy(&v, a + i, sizeof v);
+    const keyLanes lt = v < mm, gt = v > mm;  // all ones where true
+    below -= lt;
+    above -= gt;
+    const keyLanes low = lt ? v : leastLanes, high = gt ? v : mostLanes;
+    under = under > low ? under : low;
+    over = over < high ? over : high;
+  }
+  tally t{0, n, least, most};
+  for (int k = 0; k < 8; ++k) {
+    t.below += below[k];
+    t.notAbove -= above[k];
+    t.under = std::max(t.under, under[k]);
+    t.over = std::min(t.over, over[k]);
+  }
+  for (; i < n; ++i) {
+    const std::int32_t v = a[i];
+    if (v < m) {
+      ++t.below;
+      t.under = std::max(t.under, v);
+    } else if (v > m) {
+      --t.notAbove;
+      t.over = std::min(t.over, v);
+    }
+  }
+  return t;
+}
+
+// The key of rank r (from 0) among the n keys a[], walked to from m: m has
+// the rank when fewer than r + 1 keys lie below it and more than r not
+// above. Otherwise the next key below (or above) is tried; when it is only
+// one rank away it needs no further count.
+TAMBLE_INLINE std::int32_t walkToRank(const std::int32_t* a, int n, int r, std::int32_t m) {
+  for (;;) {
+    const tally t = countAround(a, n, m);
+    if (t.below > r) {
+      if (t.below - 1 == r) return t.under;
+      m = t.under;
+    } else if (t.notAbove <= r) {
+      if (t.notAbove == r) return t.over;
+      m = t.over;
+    } else {
+      return m;
+    }
+  }
+}
+
+// The square median of a band's rows by the walk. Column x holds the keys
+// of the K input rows about the output row at keys[x*K ...], input row r in
+// slot r mod K: a count does not care for their order, so the next output
+// row replaces one key per column. The window at x is the K*K keys from
+// (x - R)*K.
+struct squareWalk {
+  int W, K;
+  int loadedRow = -2;  // the output row whose rows the columns hold
+  std::vector<std::int32_t> keys;
+  std::vector<int> unsettledIn;    // unsettled keys of each column
+  std::vector<int> unsettledUpTo;  // of the columns before x
+  int unsettledCount = 0;
+
+  squareWalk(int w, int k)
+      : W(w),
+        K(k),
+        keys(static_cast<std::size_t>(w) * k),
+        unsettledIn(w),
+        unsettledUpTo(w + 1) {}
+
+  void put(int x, int slot, float v) {
+    std::int32_t& at = keys[static_cast<std::size_t>(x) * K + slot];
+    const std::int32_t key = orderKey(v);
+    const int change = unsettled(key) - (loadedRow >= 0 && unsettled(at));
+    at = key;
+    unsettledIn[x] += change;
+    unsettledCount += change;
+  }
+
+  // The columns for output row y, whose input rows are rows[0 .. K-1].
+  void load(const float* const* rows, int y) {
+    const int R = K / 2;
+    if (y == loadedRow + 1) {
+      for (int x = 0; x < W; ++x) put(x, (y + R) % K, rows[K - 1][x]);
+    } else {
+      loadedRow = -2;
+      std::fill(unsettledIn.begin(), unsettledIn.end(), 0);
+      unsettledCount = 0;
+      for (int x = 0; x < W; ++x)
+        for (int k = 0; k < K; ++k) put(x, (y - R + k) % K, rows[k][x]);
+    }
+    loadedRow = y;
+    if (unsettledCount > 0)
+      for (int x = 0; x < W; ++x) unsettledUpTo[x + 1] = unsettledUpTo[x] + unsettledIn[x];
+  }
+
+  // The middles of output row y over x0 .. x1-1 (x0 = R), or the sort's for
+  // the windows with an unsettled key.
+  template <class Sorted>
+  void row(const float* const* rows, int y, float* out, int x0, int x1, Sorted sorted) {
+    load(rows, y);
+    const int R = K / 2, n = K * K;
+    std::int32_t m = keys[static_cast<std::size_t>(n / 2)];
+    for (int x = x0; x < x1; ++x) {
+      if (unsettledCount > 0 && unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) {
+        out[x] = sorted(x);
+        continue;
+      }
+      m = walkToRank(keys.data() + static_cast<std::size_t>(x - R) * K, n, n / 2, m);
+      out[x] = fromKey(m);
+    }
+  }
+};
+
 // The row work of one band: the networks where no pixel of the window is
 // blocked, else gathering the samples and selecting.
 struct medianRow {
@@ -138,6 +294,7 @@ struct medianRow {
   std::vector<std::uint8_t> column, wholeAt;
   // Stand-ins for the cells that lie outside the image.
   std::vector<float> lowest, highest;
+  squareWalk walk;
 
   medianRow(const std::vector<cell>& c, int w, int r, bool sq)
       : cells(c),
@@ -149,7 +306,8 @@ struct medianRow {
         column(w),
         wholeAt(w),
         lowest(w, -std::numeric_limits<float>::infinity()),
-        highest(w, std::numeric_limits<float>::infinity()) {}
+        highest(w, std::numeric_limits<float>::infinity()),
+        walk(sq ? w : 0, 2 * r + 1) {}
 
   bool networked() const {
     const std::size_t n = cells.size();
@@ -286,12 +444,12 @@ struct medianRow {
       return;
     }
     const int rank = (static_cast<int>(cells.size()) + 1) / 2 - 1;
-    for (int x = x0; x < x1; ++x) {
+    walk.row(w.rows, w.y, out, x0, x1, [&](int x) {
       int n = 0;
       for (const cell& c : cells) samples[n++] = w.rows[c.dy + R][x + c.dx];
       std::nth_element(samples.begin(), samples.begin() + rank, samples.begin() + n);
-      out[x] = samples[rank];
-    }
+      return samples[rank];
+    });
   }
 };
 
