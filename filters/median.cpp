@@ -163,59 +163,83 @@ struct tally {
 // Eight keys at once (the compiler's vector extension), so that every clone
 // counts in vectors.
 using keyLanes = std::int32_t __attribute__((vector_size(32)));
+using halfLanes = std::int32_t __attribute__((vector_size(16)));
 
-TAMBLE_CLONES tally countAround(const std::int32_t* a, int n, std::int32_t m) {
-  constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
-  constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
-  const keyLanes mm = keyLanes{} + m, leastLanes = keyLanes{} + least, mostLanes = keyLanes{} + most;
-  keyLanes below{}, above{}, under = leastLanes, over = mostLanes;
-  int i = 0;
-  for (; i + 8 <= n; i += 8) {
-    keyLanes v;
-    std::memcpy(&v, a + i, sizeof v);
-    const keyLanes lt = v < mm, gt = v > mm;  // all ones where true
-    below -= lt;
-    above -= gt;
-    const keyLanes low = lt ? v : leastLanes, high = gt ? v : mostLanes;
-    under = under > low ? under : low;
-    over = over < high ? over : high;
-  }
-  tally t{0, n, least, most};
-  for (int k = 0; k < 8; ++k) {
-    t.below += below[k];
-    t.notAbove -= above[k];
-    t.under = std::max(t.under, under[k]);
-    t.over = std::min(t.over, over[k]);
-  }
-  for (; i < n; ++i) {
-    const std::int32_t v = a[i];
-    if (v < m) {
-      ++t.below;
-      t.under = std::max(t.under, v);
-    } else if (v > m) {
-      --t.notAbove;
-      t.over = std::min(t.over, v);
-    }
-  }
-  return t;
+// v folded across its lanes, the result in every lane.
+enum class fold { sum, larger, smaller };
+
+template <fold F>
+TAMBLE_INLINE void acrossLanes(keyLanes& v) {
+  const auto with = [&v](const keyLanes& w) {
+    if constexpr (F == fold::sum)
+      v += w;
+    else if constexpr (F == fold::larger)
+      v = v > w ? v : w;
+    else
+      v = v < w ? v : w;
+  };
+  with(__builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3));
+  with(__builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5));
+  with(__builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6));
 }
 
-// The key of rank r (from 0) among the n keys a[], walked to from m: m has
-// the rank when fewer than r + 1 keys lie below it and more than r not
-// above. Otherwise the next key below (or above) is tried; when it is only
-// one rank away it needs no further count.
-TAMBLE_INLINE std::int32_t walkToRank(const std::int32_t* a, int n, int r, std::int32_t m) {
-  for (;;) {
-    const tally t = countAround(a, n, m);
-    if (t.below > r) {
-      if (t.below - 1 == r) return t.under;
-      m = t.under;
-    } else if (t.notAbove <= r) {
-      if (t.notAbove == r) return t.over;
-      m = t.over;
-    } else {
-      return m;
+// The counts of the n keys a[] below m and above it, in lanes, and the
+// largest below and the smallest above, in lanes. The keys come in `full`
+// groups of eight and a last group whose lanes count where `tail` is all
+// ones (the keys may be read 8 past the last).
+struct laneTally {
+  keyLanes below, above, under, over;
+};
+
+TAMBLE_INLINE void countAround(const std::int32_t* a, int full, const keyLanes& tail,
+                               const keyLanes& mm, laneTally& t) {
+  const keyLanes least = keyLanes{} + std::numeric_limits<std::int32_t>::min();
+  const keyLanes most = keyLanes{} + std::numeric_limits<std::int32_t>::max();
+  t = {keyLanes{}, keyLanes{}, least, most};
+  const auto add = [&](const std::int32_t* at, const keyLanes& lanes) {
+    keyLanes v;
+    std::memcpy(&v, at, sizeof v);
+    const keyLanes lt = (v < mm) & lanes, gt = (v > mm) & lanes;  // all ones where true
+    t.below -= lt;
+    t.above -= gt;
+    const keyLanes low = lt ? v : least, high = gt ? v : most;
+    t.under = t.under > low ? t.under : low;
+    t.over = t.over < high ? t.over : high;
+  };
+  for (int i = 0; i < full; ++i) add(a + 8 * i, keyLanes{} - 1);
+  add(a + 8 * full, tail);
+}
+
+// The middles of output row's windows x0 .. x1-1 by walks from the last: m
+// has the middle rank r when fewer than r + 1 keys lie below it and more
+// than r not above. Otherwise the next key below (or above) is tried; when
+// m was only one rank away that key has the rank without a further count.
+// Windows with an unsettled key (unsettledUpTo not null) are left to the
+// caller.
+TAMBLE_CLONES void walkRow(const std::int32_t* keys, int K, const int* unsettledUpTo,
+                           float* out, int x0, int x1) {
+  const int R = K / 2, n = K * K, r = n / 2, full = (n - 1) / 8;
+  keyLanes tail{};
+  for (int k = 0; k < 8; ++k) tail[k] = 8 * full + k < n ? -1 : 0;
+  keyLanes m = keyLanes{} + keys[static_cast<std::size_t>(R) * K + R];  // in every lane
+  for (int x = x0; x < x1; ++x) {
+    if (unsettledUpTo && unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) continue;
+    const std::int32_t* a = keys + static_cast<std::size_t>(x - R) * K;
+    for (;;) {
+      laneTally t;
+      countAround(a, full, tail, m, t);
+      acrossLanes<fold::sum>(t.below);
+      acrossLanes<fold::sum>(t.above);
+      acrossLanes<fold::larger>(t.under);
+      acrossLanes<fold::smaller>(t.over);
+      const int below = t.below[0], notAbove = n - t.above[0];
+      // Down to the next key when too many lie below, up when too few lie
+      // not above; chosen without a branch, which would guess wrong often.
+      const keyLanes down = keyLanes{} + (below > r), up = keyLanes{} + (notAbove <= r);
+      m = down != 0 ? t.under : up != 0 ? t.over : m;
+      if (below - 1 <= r && notAbove >= r) break;  // within one rank: m has it now
     }
+    out[x] = fromKey(m[0]);
   }
 }
 
@@ -235,7 +259,7 @@ struct squareWalk {
   squareWalk(int w, int k)
       : W(w),
         K(k),
-        keys(static_cast<std::size_t>(w) * k),
+        keys(static_cast<std::size_t>(w) * k + 8),  // a count may read 8 past the end
         unsettledIn(w),
         unsettledUpTo(w + 1) {}
 
@@ -270,16 +294,12 @@ struct squareWalk {
   template <class Sorted>
   void row(const float* const* rows, int y, float* out, int x0, int x1, Sorted sorted) {
     load(rows, y);
-    const int R = K / 2, n = K * K;
-    std::int32_t m = keys[static_cast<std::size_t>(n / 2)];
-    for (int x = x0; x < x1; ++x) {
-      if (unsettledCount > 0 && unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) {
-        out[x] = sorted(x);
-        continue;
-      }
-      m = walkToRank(keys.data() + static_cast<std::size_t>(x - R) * K, n, n / 2, m);
-      out[x] = fromKey(m);
-    }
+    const bool check = unsettledCount > 0;
+    walkRow(keys.data(), K, check ? unsettledUpTo.data() : nullptr, out, x0, x1);
+    if (!check) return;
+    const int R = K / 2;
+    for (int x = x0; x < x1; ++x)
+      if (unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) out[x] = sorted(x);
   }
 };
 
