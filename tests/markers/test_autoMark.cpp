@@ -12,6 +12,7 @@
 #include "plugin/frame.h"
 #include "apps/synth/markerImages.h"
 #include "tests/markers/markerScenes.h"
+#include "tests/markers/quickSearchReference.h"
 #include "tests/markers/ringSearchReference.h"
 #include "tests/support/sessionUi.h"
 
@@ -316,6 +317,32 @@ TEST(AutoMarkRings, EqualsItsPlainDefinitionBitForBit) {
     EXPECT_EQ(found.items, plain.items) << r.W << " D " << r.D << " sign " << r.sign;
   }
   EXPECT_EQ(user.ui.notices.size(), 2u);
+}
+
+// The quick search equals its plain definition bit for bit: the markers,
+// their order and their positions, on either sign, with and without masks,
+// below and above the diameters that smooth first (8) and shrink (11).
+TEST(AutoMarkQuick, EqualsItsPlainDefinitionBitForBit) {
+  struct row {
+    int W, H;
+    double D;
+    int sign;
+    float T;
+    bool masks;
+  };
+  const row rows[] = {
+      {256, 256, 3, -1, 0.4f, true},  {384, 256, 5, 1, 0.2f, false},
+      {512, 512, 7, -1, 0.4f, true},  {512, 384, 9.5, 1, 0.4f, true},
+      {640, 512, 12, -1, 0.3f, true}, {1024, 1024, 7, -1, 0.4f, false},
+  };
+  for (const row& r : rows) {
+    const mt::layers img = spotImage(r.W, r.H, r.D, r.sign, r.masks);
+    zel::markersArray found, plain;
+    quick(img, found, r.D, r.sign, r.T);
+    mt::referenceQuick(img, plain, r.sign, r.D, r.T);
+    EXPECT_GT(plain.count(), 5) << r.W << " D " << r.D;
+    EXPECT_EQ(found.items, plain.items) << r.W << " D " << r.D << " sign " << r.sign;
+  }
 }
 
 // Empty, flat and wholly blocked images give no markers and no notice.
