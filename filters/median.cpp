@@ -153,17 +153,9 @@ TAMBLE_INLINE bool unsettled(std::int32_t k) {
   return k > 0x7f800000 || k < lowestInfinity || k == -1;
 }
 
-// The counts of the n keys a[] below m and not above it, the largest below
-// and the smallest above.
-struct tally {
-  int below, notAbove;
-  std::int32_t under, over;
-};
-
 // Eight keys at once (the compiler's vector extension), so that every clone
 // counts in vectors.
 using keyLanes = std::int32_t __attribute__((vector_size(32)));
-using halfLanes = std::int32_t __attribute__((vector_size(16)));
 
 // v folded across its lanes, the result in every lane.
 enum class fold { sum, larger, smaller };
@@ -183,10 +175,10 @@ TAMBLE_INLINE void acrossLanes(keyLanes& v) {
   with(__builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6));
 }
 
-// The counts of the n keys a[] below m and above it, in lanes, and the
-// largest below and the smallest above, in lanes. The keys come in `full`
-// groups of eight and a last group whose lanes count where `tail` is all
-// ones (the keys may be read 8 past the last).
+// The counts of the keys a[] below m and above it, and the largest below and
+// the smallest above, each in lanes. The keys come in `full` groups of eight
+// and a last group whose lanes count where `tail` is all ones (the keys may
+// be read 8 past the last).
 struct laneTally {
   keyLanes below, above, under, over;
 };
