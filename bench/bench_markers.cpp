@@ -1,10 +1,17 @@
 // The marker searches and the two revisions on a 2048 by 2048 model with
-// about 100 dark markers of 7 pixels, noise and uneven light.
+// about 100 dark markers of 7 pixels, noise and uneven light, the quick
+// search's wide median on its own, and a plain copy of the field as the unit
+// of the ratios printed at the end.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <cstring>
+#include <vector>
 
 #include "apps/synth/markerImages.h"
+#include "bench/ratioReporter.h"
+#include "bench/silentReport.h"
+#include "filters/circleFilters.h"
 #include "markers/autoMark.h"
 #include "markers/revise.h"
 
@@ -59,7 +66,32 @@ void AutoMarkRings(benchmark::State& state) {
                           1, 1.0f, 0.2f, -1, 1, 0, 1000);
   count(state, found);
 }
-BENCHMARK(AutoMarkRings)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+// As "Automatic Marking..." calls it: law 1, relative 0.2, pits, high speed
+// 0, at most 1000; D 7 fits the model's markers, 2 is the record's initial.
+BENCHMARK(AutoMarkRings)->Arg(7)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The wide median of the quick search below D 11: the square of D.
+void MedianSquare(benchmark::State& state) {
+  zel::arrayStore<float, 2> field = model().field;
+  zel::arrayStore<bool, 2> bkgr = model().bkgr, ROI = model().ROI;
+  for (auto _ : state) {
+    state.PauseTiming();
+    std::memcpy(field.data, model().field.data, field.count * sizeof(float));
+    state.ResumeTiming();
+    tamble::MedianSquare(field, bkgr, ROI, 1, static_cast<int>(state.range(0)));
+  }
+}
+BENCHMARK(MedianSquare)->Arg(7)->Arg(9)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The unit: one copy of the field.
+void CopyField(benchmark::State& state) {
+  zel::arrayStore<float, 2> field = model().field;
+  for (auto _ : state) {
+    std::memcpy(field.data, model().field.data, field.count * sizeof(float));
+    benchmark::DoNotOptimize(field.data);
+  }
+}
+BENCHMARK(CopyField)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void ReviseMarkers(benchmark::State& state) {
   const mt::markerImage& img = model();
@@ -88,4 +120,22 @@ void ReviseMarkersCenters(benchmark::State& state) {
 }
 BENCHMARK(ReviseMarkersCenters)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+const std::vector<tamble::bench::ratioPair> ratios = {
+    {"AutoMarkQuick/7", "CopyField", "AutoMarkQuick 7 / copy"},
+    {"AutoMarkRings/7", "CopyField", "AutoMarkRings 7 / copy"},
+    {"MedianSquare/7", "CopyField", "MedianSquare 7 / copy"},
+    {"MedianSquare/9", "CopyField", "MedianSquare 9 / copy"}};
+
 }  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  tamble::bench::silentReport silent;  // the searches' notices and progress
+  zel::setReport(&silent);
+  tamble::bench::ratioReporter reporter(ratios);
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.summary();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -2,7 +2,8 @@
 // column sums of the row, then the sums along it, each pixel adding its taps
 // in ascending order from +0, so every pixel sums its terms in the same order
 // as one pixel at a time would. Where no sample of a window is missing the
-// weight sum is that of the whole kernel and the sums run without masks.
+// weight sum is that of the whole kernel and the sums run without masks; a
+// row blocked throughout is passed over.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -204,6 +205,11 @@ struct gaussRow {
   void operator()(const window& w, float* out) {
     const float* own = w.rows[R];
     const std::uint8_t* ownBlocked = w.blocked[R];
+    // A row blocked throughout keeps its values: no sum is wanted.
+    if (ownBlocked && std::all_of(ownBlocked, ownBlocked + W, [](std::uint8_t b) { return b; })) {
+      std::copy(own, own + W, out);
+      return;
+    }
     if (w.clean()) {
       columns(w);
     } else {

@@ -8,8 +8,17 @@
 // standing in as -inf or +inf. Near blocked pixels, and for larger windows,
 // std::nth_element. All give the sample value a full sort would, so the
 // output is the same.
+//
+// The larger squares walk instead: the window moves one column at a time,
+// and its middle moves little, so the last middle is counted against the new
+// window and stepped to the next value below or above until it has the rank.
+// That is the value a sort puts there, hence the same bits, except where a
+// window holds a NaN or a -0 (either sort may then pick another element):
+// those windows take std::nth_element as before.
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -127,6 +136,165 @@ TAMBLE_CLONES void middleOfCells(const float* const* at, float* __restrict out, 
   }
 }
 
+// Floats as integers of the same order: -0 just below +0, NaNs beyond the
+// infinities. The mapping is its own inverse.
+TAMBLE_INLINE std::int32_t orderKey(float v) {
+  const auto b = std::bit_cast<std::int32_t>(v);
+  return b ^ ((b >> 31) & 0x7fffffff);
+}
+TAMBLE_INLINE float fromKey(std::int32_t k) {
+  return std::bit_cast<float>(k ^ ((k >> 31) & 0x7fffffff));
+}
+
+// A value whose place in a sort is not settled by its bits: NaN, and -0
+// beside +0.
+TAMBLE_INLINE bool unsettled(std::int32_t k) {
+  constexpr std::int32_t lowestInfinity = -0x7f800000 - 1;  // the key of -inf
+  return k > 0x7f800000 || k < lowestInfinity || k == -1;
+}
+
+// Eight keys at once (the compiler's vector extension), so that every clone
+// counts in vectors.
+using keyLanes = std::int32_t __attribute__((vector_size(32)));
+
+// v folded across its lanes, the result in every lane.
+enum class fold { sum, larger, smaller };
+
+template <fold F>
+TAMBLE_INLINE void acrossLanes(keyLanes& v) {
+  const auto with = [&v](const keyLanes& w) {
+    if constexpr (F == fold::sum)
+      v += w;
+    else if constexpr (F == fold::larger)
+      v = v > w ? v : w;
+    else
+      v = v < w ? v : w;
+  };
+  with(__builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3));
+  with(__builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5));
+  with(__builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6));
+}
+
+// The counts of the keys a[] below m and above it, and the largest below and
+// the smallest above, each in lanes. The keys come in `full` groups of eight
+// and a last group whose lanes count where `tail` is all ones (the keys may
+// be read 8 past the last).
+struct laneTally {
+  keyLanes below, above, under, over;
+};
+
+TAMBLE_INLINE void countAround(const std::int32_t* a, int full, const keyLanes& tail,
+                               const keyLanes& mm, laneTally& t) {
+  const keyLanes least = keyLanes{} + std::numeric_limits<std::int32_t>::min();
+  const keyLanes most = keyLanes{} + std::numeric_limits<std::int32_t>::max();
+  t = {keyLanes{}, keyLanes{}, least, most};
+  const auto add = [&](const std::int32_t* at, const keyLanes& lanes) {
+    keyLanes v;
+    std::memcpy(&v, at, sizeof v);
+    const keyLanes lt = (v < mm) & lanes, gt = (v > mm) & lanes;  // all ones where true
+    t.below -= lt;
+    t.above -= gt;
+    const keyLanes low = lt ? v : least, high = gt ? v : most;
+    t.under = t.under > low ? t.under : low;
+    t.over = t.over < high ? t.over : high;
+  };
+  for (int i = 0; i < full; ++i) add(a + 8 * i, keyLanes{} - 1);
+  add(a + 8 * full, tail);
+}
+
+// The middles of output row's windows x0 .. x1-1 by walks from the last: m
+// has the middle rank r when fewer than r + 1 keys lie below it and more
+// than r not above. Otherwise the next key below (or above) is tried; when
+// m was only one rank away that key has the rank without a further count.
+// Windows with an unsettled key (unsettledUpTo not null) are left to the
+// caller.
+TAMBLE_CLONES void walkRow(const std::int32_t* keys, int K, const int* unsettledUpTo,
+                           float* out, int x0, int x1) {
+  const int R = K / 2, n = K * K, r = n / 2, full = (n - 1) / 8;
+  keyLanes tail{};
+  for (int k = 0; k < 8; ++k) tail[k] = 8 * full + k < n ? -1 : 0;
+  keyLanes m = keyLanes{} + keys[static_cast<std::size_t>(R) * K + R];  // in every lane
+  for (int x = x0; x < x1; ++x) {
+    if (unsettledUpTo && unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) continue;
+    const std::int32_t* a = keys + static_cast<std::size_t>(x - R) * K;
+    for (;;) {
+      laneTally t;
+      countAround(a, full, tail, m, t);
+      acrossLanes<fold::sum>(t.below);
+      acrossLanes<fold::sum>(t.above);
+      acrossLanes<fold::larger>(t.under);
+      acrossLanes<fold::smaller>(t.over);
+      const int below = t.below[0], notAbove = n - t.above[0];
+      // Down to the next key when too many lie below, up when too few lie
+      // not above; chosen without a branch, which would guess wrong often.
+      const keyLanes down = keyLanes{} + (below > r), up = keyLanes{} + (notAbove <= r);
+      m = down != 0 ? t.under : up != 0 ? t.over : m;
+      if (below - 1 <= r && notAbove >= r) break;  // within one rank: m has it now
+    }
+    out[x] = fromKey(m[0]);
+  }
+}
+
+// The square median of a band's rows by the walk. Column x holds the keys
+// of the K input rows about the output row at keys[x*K ...], input row r in
+// slot r mod K: a count does not care for their order, so the next output
+// row replaces one key per column. The window at x is the K*K keys from
+// (x - R)*K.
+struct squareWalk {
+  int W, K;
+  int loadedRow = -2;  // the output row whose rows the columns hold
+  std::vector<std::int32_t> keys;
+  std::vector<int> unsettledIn;    // unsettled keys of each column
+  std::vector<int> unsettledUpTo;  // of the columns before x
+  int unsettledCount = 0;
+
+  squareWalk(int w, int k)
+      : W(w),
+        K(k),
+        keys(static_cast<std::size_t>(w) * k + 8),  // a count may read 8 past the end
+        unsettledIn(w),
+        unsettledUpTo(w + 1) {}
+
+  void put(int x, int slot, float v) {
+    std::int32_t& at = keys[static_cast<std::size_t>(x) * K + slot];
+    const std::int32_t key = orderKey(v);
+    const int change = unsettled(key) - (loadedRow >= 0 && unsettled(at));
+    at = key;
+    unsettledIn[x] += change;
+    unsettledCount += change;
+  }
+
+  // The columns for output row y, whose input rows are rows[0 .. K-1].
+  void load(const float* const* rows, int y) {
+    const int R = K / 2;
+    if (y == loadedRow + 1) {
+      for (int x = 0; x < W; ++x) put(x, (y + R) % K, rows[K - 1][x]);
+    } else {
+      loadedRow = -2;
+      std::fill(unsettledIn.begin(), unsettledIn.end(), 0);
+      unsettledCount = 0;
+      for (int x = 0; x < W; ++x)
+        for (int k = 0; k < K; ++k) put(x, (y - R + k) % K, rows[k][x]);
+    }
+    loadedRow = y;
+    if (unsettledCount > 0)
+      for (int x = 0; x < W; ++x) unsettledUpTo[x + 1] = unsettledUpTo[x] + unsettledIn[x];
+  }
+
+  // The middles of output row y over x0 .. x1-1 (x0 = R), or the sort's for
+  // the windows with an unsettled key.
+  template <class Sorted>
+  void row(const float* const* rows, int y, float* out, int x0, int x1, Sorted sorted) {
+    load(rows, y);
+    const bool check = unsettledCount > 0;
+    walkRow(keys.data(), K, check ? unsettledUpTo.data() : nullptr, out, x0, x1);
+    if (!check) return;
+    const int R = K / 2;
+    for (int x = x0; x < x1; ++x)
+      if (unsettledUpTo[x + R + 1] - unsettledUpTo[x - R] > 0) out[x] = sorted(x);
+  }
+};
+
 // The row work of one band: the networks where no pixel of the window is
 // blocked, else gathering the samples and selecting.
 struct medianRow {
@@ -138,6 +306,7 @@ struct medianRow {
   std::vector<std::uint8_t> column, wholeAt;
   // Stand-ins for the cells that lie outside the image.
   std::vector<float> lowest, highest;
+  squareWalk walk;
 
   medianRow(const std::vector<cell>& c, int w, int r, bool sq)
       : cells(c),
@@ -149,7 +318,8 @@ struct medianRow {
         column(w),
         wholeAt(w),
         lowest(w, -std::numeric_limits<float>::infinity()),
-        highest(w, std::numeric_limits<float>::infinity()) {}
+        highest(w, std::numeric_limits<float>::infinity()),
+        walk(sq ? w : 0, 2 * r + 1) {}
 
   bool networked() const {
     const std::size_t n = cells.size();
@@ -286,12 +456,12 @@ struct medianRow {
       return;
     }
     const int rank = (static_cast<int>(cells.size()) + 1) / 2 - 1;
-    for (int x = x0; x < x1; ++x) {
+    walk.row(w.rows, w.y, out, x0, x1, [&](int x) {
       int n = 0;
       for (const cell& c : cells) samples[n++] = w.rows[c.dy + R][x + c.dx];
       std::nth_element(samples.begin(), samples.begin() + rank, samples.begin() + n);
-      out[x] = samples[rank];
-    }
+      return samples[rank];
+    });
   }
 };
 

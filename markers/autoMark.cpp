@@ -12,6 +12,7 @@
 #include "api/parallel.h"
 #include "api/report.h"
 #include "filters/circleFilters.h"
+#include "filters/circleWork.h"
 #include "geometry/transforms.h"
 #include "markers/markerWork.h"
 #include "markers/revise.h"
@@ -37,6 +38,13 @@ void clearBorder(fieldStore& image, int b) {
   });
 }
 
+// dst[x] takes src[x] where that is better, x from x0 to x1 - 1.
+template <class Better>
+TAMBLE_CLONES void foldInto(const float* __restrict src, float* __restrict dst, int x0, int x1,
+                            Better better) {
+  for (int x = x0; x < x1; ++x) dst[x] = better(src[x], dst[x]) ? src[x] : dst[x];
+}
+
 // out(x, y) = fold over in(x - r .. x + r, y) from `start`, for x in r to
 // W - r - 1 (rows) or over in(x, y - r .. y + r) for y in r to H - r - 1
 // (columns); other pixels of `out` stay. Min and max folds are exact in any
@@ -45,14 +53,12 @@ template <class Better>
 void foldRows(const fieldStore& in, fieldStore& out, int r, float start, Better better) {
   const int W = in.width(), H = in.height();
   zel::forEachRow(H, in.count, [&](int y) {
+    if (W - r <= r) return;
     const float* src = in.row(y);
     float* dst = out.row(y);
-    for (int x = r; x < W - r; ++x) {
-      float m = start;
-      for (int t = x - r; t <= x + r; ++t)
-        if (better(src[t], m)) m = src[t];
-      dst[x] = m;
-    }
+    // Each pixel folds its samples from the left, the pixels side by side.
+    std::fill(dst + r, dst + W - r, start);
+    for (int t = -r; t <= r; ++t) foldInto(src + r + t, dst + r, 0, W - 2 * r, better);
   });
 }
 
@@ -64,11 +70,7 @@ void foldColumns(const fieldStore& in, fieldStore& out, int r, int x0, int x1, f
     if (y < r || y >= H - r || x0 >= x1) return;
     float* dst = out.row(y);
     std::fill(dst + x0, dst + x1, start);
-    for (int t = y - r; t <= y + r; ++t) {
-      const float* src = in.row(t);
-      for (int x = x0; x < x1; ++x)
-        if (better(src[x], dst[x])) dst[x] = src[x];
-    }
+    for (int t = y - r; t <= y + r; ++t) foldInto(in.row(t), dst, x0, x1, better);
   });
 }
 
@@ -120,6 +122,50 @@ struct rowPeaks {
     if (y < 0) return false;
     x = at[static_cast<std::size_t>(y)];
     return true;
+  }
+};
+
+// a[x] = c[x] - level[x] where that is above 0 and the pixel is tested (not
+// blocked by bkgr or Rc, c at least 0.001), else 0; without branches.
+TAMBLE_CLONES void standAbove(const float* c, const bool* back, const bool* roi, const float* level,
+                              float* __restrict a, int x0, int x1) {
+  const auto* b = reinterpret_cast<const std::uint8_t*>(back);
+  const auto* r = reinterpret_cast<const std::uint8_t*>(roi);
+  for (int x = x0; x < x1; ++x) {
+    const float v = c[x] - level[x];
+    const bool tested = (b[x] == 0) & (r[x] != 0) & (c[x] >= 0.001f);
+    a[x] = tested && v > 0.0f ? v : 0.0f;
+  }
+}
+
+// The lowest ring maximum of RingMinMax for the pixels x0 .. x1-1 of row y,
+// whose rings all lie inside the image, a ring at a time for the whole span:
+// its two rows as maxima along them, its two columns as maxima down them. A
+// value replaces a maximum only when larger, as RingMinMax takes them, so no
+// NaN is taken; in another order equal values may meet, which can make a
+// level -0 instead of +0, and c - level is then the same.
+struct ringLevels {
+  std::vector<float> level, top, column;
+
+  explicit ringLevels(int W) : level(W), top(W), column(W) {}
+
+  void row(const fieldStore& C, int y, int x0, int x1, int firstHalf, int stopHalf) {
+    const auto larger = [](float v, float m) { return v > m; };
+    const auto smaller = [](float v, float m) { return v < m; };
+    std::fill(level.begin() + x0, level.begin() + x1, 1e30f);
+    for (int h = firstHalf; h < stopHalf; h += 2) {
+      std::fill(top.begin() + x0, top.begin() + x1, -1e30f);
+      float* const span = top.data() + x0;
+      const int n = x1 - x0;
+      for (const int at : {y - h, y + h})
+        for (int t = -h; t <= h; ++t) foldInto(C.row(at) + x0 + t, span, 0, n, larger);
+      std::fill(column.begin() + x0 - h, column.begin() + x1 + h, -1e30f);
+      for (int t = y - h + 1; t <= y + h - 1; ++t)
+        foldInto(C.row(t), column.data(), x0 - h, x1 + h, larger);
+      foldInto(column.data() + x0 - h, span, 0, n, larger);
+      foldInto(column.data() + x0 + h, span, 0, n, larger);
+      foldInto(span, level.data() + x0, 0, n, smaller);
+    }
   }
 };
 
@@ -215,16 +261,35 @@ void AutoMarkQuick(const searchField& field, const searchMask& bkgr, const searc
     }
   });
   // The ring test: a spot must stand above the lowest closed wall around it.
-  zel::forEachRow(H, C.count, [&](int y) {
-    float* a = A.row(y);
-    const float* c = C.row(y);
-    const bool* back = bkgr.row(y);
-    const bool* roi = Rc.row(y);
-    for (int x = 0; x < W; ++x) {
-      a[x] = 0.0f;
-      if (back[x] || !roi[x] || !(c[x] >= 0.001f)) continue;
-      const float v = c[x] - RingMinMax(C, x, y, r1, r2);
-      a[x] = v > 0.0f ? v : 0.0f;
+  // Pixels whose rings all lie in the image take the levels of whole rows.
+  const int reach = r1 < r2 ? r1 + (r2 - 1 - r1) / 2 * 2 : 0;  // the widest ring
+  const int inX0 = std::min(reach, W), inX1 = std::max(inX0, W - reach);
+  circle::forEachBand((H + circle::bandRows - 1) / circle::bandRows, C.count, [&](int band) {
+    ringLevels levels(W);
+    for (int y = band * circle::bandRows; y < std::min(H, (band + 1) * circle::bandRows); ++y) {
+      float* a = A.row(y);
+      const float* c = C.row(y);
+      const bool* back = bkgr.row(y);
+      const bool* roi = Rc.row(y);
+      const auto single = [&](int x) {
+        a[x] = 0.0f;
+        if (back[x] || !roi[x] || !(c[x] >= 0.001f)) return;
+        const float v = c[x] - RingMinMax(C, x, y, r1, r2);
+        a[x] = v > 0.0f ? v : 0.0f;
+      };
+      const bool whole = y >= reach && y < H - reach && inX1 > inX0;
+      if (!whole) {
+        for (int x = 0; x < W; ++x) single(x);
+        continue;
+      }
+      for (int x = 0; x < inX0; ++x) single(x);
+      for (int x = inX1; x < W; ++x) single(x);
+      if (std::any_of(c + inX0, c + inX1, [](float v) { return v >= 0.001f; })) {
+        levels.row(C, y, inX0, inX1, r1, r2);
+        standAbove(c, back, roi, levels.level.data(), a, inX0, inX1);
+      } else {
+        std::fill(a + inX0, a + inX1, 0.0f);
+      }
     }
   });
   clearBorder(A, b);

@@ -1,12 +1,14 @@
 // The ring search of "Automatic Marking...". The ring passes work on integers
-// (0 to 1,000,000), so their sums are exact: a ring's sum is taken as the
-// difference of two boxes of a summed-area table, which gives the sum of its
-// pixels one by one in a few reads, and rows run in parallel. The peak
-// picking keeps each row's first maximum, as in the quick search, and the
-// markers' last centroids run in parallel, each marker on its own.
+// (0 to 1,000,000), so their sums are exact: a ring's sum comes from running
+// sums along rows and down columns (markers/ringSums.h), which give the sum
+// of its pixels one by one in a few reads, and bands of rows run in
+// parallel. Two images take turns as input and output of the passes. The
+// peak picking keeps each row's first maximum, as in the quick search, and
+// the markers' last centroids run in parallel, each marker on its own.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "api/parallel.h"
@@ -14,6 +16,7 @@
 #include "filters/circleFilters.h"
 #include "markers/autoMark.h"
 #include "markers/markerWork.h"
+#include "markers/ringSums.h"
 
 namespace tamble {
 namespace {
@@ -25,45 +28,6 @@ using markerWork::maskStore;
 constexpr std::int32_t top = 1000000;
 constexpr int noRing = 1000;
 
-// Sums over boxes of an integer image, from a table of (W + 1) by (H + 1).
-class boxSums {
- public:
-  explicit boxSums(const ringImage& image)
-      : W(image.width()),
-        H(image.height()),
-        table(static_cast<std::size_t>(W + 1) * static_cast<std::size_t>(H + 1), 0) {
-    zel::forEachRow(H, image.count, [&](int y) {
-      std::int64_t run = 0;
-      const std::int32_t* row = image.row(y);
-      std::int64_t* out = at(y + 1);
-      for (int x = 0; x < W; ++x) out[x + 1] = run += row[x];
-    });
-    for (int y = 1; y <= H; ++y) {
-      const std::int64_t* above = at(y - 1);
-      std::int64_t* out = at(y);
-      for (int x = 1; x <= W; ++x) out[x] += above[x];
-    }
-  }
-  // The pixels x0..x1 by y0..y1, inclusive, all in the image.
-  std::int64_t box(int x0, int y0, int x1, int y1) const {
-    return at(y1 + 1)[x1 + 1] - at(y0)[x1 + 1] - at(y1 + 1)[x0] + at(y0)[x0];
-  }
-  // The ring of half-width h around (x, y).
-  std::int64_t ring(int x, int y, int h) const {
-    return box(x - h, y - h, x + h, y + h) - box(x - h + 1, y - h + 1, x + h - 1, y + h - 1);
-  }
-
- private:
-  std::int64_t* at(int row) {
-    return table.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(W + 1);
-  }
-  const std::int64_t* at(int row) const {
-    return table.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(W + 1);
-  }
-  int W, H;
-  std::vector<std::int64_t> table;
-};
-
 // The ring's sum, pixel by pixel: rows y - h and y + h, then columns x - h and
 // x + h between them.
 std::int64_t ringSum(const ringImage& image, int x, int y, int h) {
@@ -73,19 +37,98 @@ std::int64_t ringSum(const ringImage& image, int x, int y, int h) {
   return s;
 }
 
-// Clears the pixels of `image` (where `mask` is clear and the pixel is not
-// 0) whose ring of half-width h in `before` is empty (`whenEmpty`) or not.
-void clearByRing(ringImage& image, const ringImage& before, const maskStore& mask, int h,
-                 bool whenEmpty) {
-  const boxSums sums(before);
-  const int W = image.width();
-  zel::forEachRow(image.height(), image.count, [&](int y) {
-    const bool* m = mask.row(y);
-    const std::int32_t* z = before.row(y);
-    std::int32_t* out = image.row(y);
-    for (int x = 0; x < W; ++x)
-      if (!m[x] && z[x] != 0 && (sums.ring(x, y, h) == 0) == whenEmpty) out[x] = 0;
-  });
+// s / n truncated toward 0, as integers divide. Sums of 32 bits go through
+// double, whose quotient of two such integers is rounded too little to reach
+// another integer, so that the division runs in vectors.
+inline std::int32_t quotient(std::int32_t s, std::int32_t n) {
+  return static_cast<std::int32_t>(static_cast<double>(s) / static_cast<double>(n));
+}
+inline std::int64_t quotient(std::int64_t s, std::int64_t n) { return s / n; }
+
+// The top-hat over x0 .. x1-1 of a row, from its ring sums; a value and its
+// ring's mean are apart by less than 2^31 when the sums fit 32 bits. Written
+// without branches, so that the loop runs in vectors.
+template <class U>
+TAMBLE_CLONES void topHatSpan(const std::int32_t* in, const bool* mask, const U* sums,
+                              std::int32_t* __restrict out, int x0, int x1, int n) {
+  using S = std::make_signed_t<U>;
+  const auto* masked = reinterpret_cast<const std::uint8_t*>(mask);
+  for (int x = x0; x < x1; ++x) {
+    const S v = static_cast<S>(in[x]) - quotient(static_cast<S>(sums[x]), static_cast<S>(n));
+    const auto kept = static_cast<std::int32_t>(v > 0 ? v : 0);
+    out[x] = kept & (static_cast<std::int32_t>(masked[x]) - 1);
+  }
+}
+
+// One row of the top-hat of `in` into `out`.
+template <class U>
+void topHatRow(const ringImage& in, const maskStore& mask, int h, int y, const U* sums,
+               ringImage& out) {
+  const int W = in.width();
+  const std::int32_t* a = in.row(y);
+  const bool* m = mask.row(y);
+  std::int32_t* o = out.row(y);
+  const int x0 = sums ? std::min(h, W) : W, x1 = sums ? W - h : W;
+  const auto single = [&](int x) {
+    const std::int64_t v = m[x] ? 0 : a[x] - ringSums::clipped(in, x, y, h) / (8 * h);
+    o[x] = static_cast<std::int32_t>(std::max<std::int64_t>(v, 0));
+  };
+  for (int x = 0; x < x0; ++x) single(x);
+  if (sums) topHatSpan(a, m, sums, o, x0, x1, 8 * h);
+  for (int x = std::max(x0, x1); x < W; ++x) single(x);
+}
+
+// The top-hat of half-width h from `in` into `out`, rows in parallel; `fits`
+// when the ring sums fit 32 bits.
+void topHatInto(const ringImage& in, const maskStore& mask, int h, bool fits, ringImage& out) {
+  if (fits)
+    ringSums::eachRow<std::uint32_t>(
+        in, h, [&](int y, const std::uint32_t* sums) { topHatRow(in, mask, h, y, sums, out); });
+  else
+    ringSums::eachRow<std::uint64_t>(
+        in, h, [&](int y, const std::uint64_t* sums) { topHatRow(in, mask, h, y, sums, out); });
+}
+
+// `out` is `in` with 0 at the pixels (where `mask` is clear and `in` is not
+// 0) whose ring of half-width h is empty (`whenEmpty`) or not; the values
+// lie from 0 to 1,000,000. Branch-free over the span of whole rings.
+template <class U>
+TAMBLE_CLONES void clearSpan(const std::int32_t* in, const bool* mask, const U* sums,
+                             bool whenEmpty, std::int32_t* __restrict out, int x0, int x1) {
+  const auto* masked = reinterpret_cast<const std::uint8_t*>(mask);
+  for (int x = x0; x < x1; ++x) {
+    const bool clear = !masked[x] & (in[x] != 0) & ((sums[x] == 0) == whenEmpty);
+    out[x] = clear ? 0 : in[x];
+  }
+}
+
+template <class U>
+void clearRow(const ringImage& in, const maskStore& mask, int h, bool whenEmpty, int y,
+              const U* sums, ringImage& out) {
+  const int W = in.width();
+  const std::int32_t* a = in.row(y);
+  const bool* m = mask.row(y);
+  std::int32_t* o = out.row(y);
+  const int x0 = sums ? std::min(h, W) : W, x1 = sums ? W - h : W;
+  const auto single = [&](int x) {
+    const bool clear = !m[x] && a[x] != 0 && (ringSums::clipped(in, x, y, h) == 0) == whenEmpty;
+    o[x] = clear ? 0 : a[x];
+  };
+  for (int x = 0; x < x0; ++x) single(x);
+  if (sums) clearSpan(a, m, sums, whenEmpty, o, x0, x1);
+  for (int x = std::max(x0, x1); x < W; ++x) single(x);
+}
+
+void clearByRing(const ringImage& in, const maskStore& mask, int h, bool whenEmpty,
+                 ringImage& out) {
+  if (ringSums::fitThirtyTwoBits(top, h))
+    ringSums::eachRow<std::uint32_t>(in, h, [&](int y, const std::uint32_t* sums) {
+      clearRow(in, mask, h, whenEmpty, y, sums, out);
+    });
+  else
+    ringSums::eachRow<std::uint64_t>(in, h, [&](int y, const std::uint64_t* sums) {
+      clearRow(in, mask, h, whenEmpty, y, sums, out);
+    });
 }
 
 // The progress of the search through the host, 1000 steps that wrap.
@@ -170,23 +213,58 @@ void levelCentre(marker& m, const fieldStore& field, const fieldStore& level, in
   }
 }
 
+// The least and the greatest value of `field` at the pixels not blocked
+// (from 1e30 and -1e30; values that are not numbers are passed over), the
+// first of equal ones kept: rows in parallel, joined in row order as one
+// scan would meet them.
+void validRange(const fieldStore& field, const std::vector<std::uint8_t>& blocked, float& lo,
+                float& hi) {
+  const int W = field.width(), H = field.height();
+  std::vector<float> rowLo(static_cast<std::size_t>(H)), rowHi(static_cast<std::size_t>(H));
+  zel::forEachRow(H, field.count, [&](int y) {
+    const float* f = field.row(y);
+    const std::uint8_t* blk = blocked.data() + static_cast<std::size_t>(y) * W;
+    float l = 1e30f, h = -1e30f;
+    for (int x = 0; x < W; ++x) {
+      if (blk[x]) continue;
+      if (f[x] < l) l = f[x];
+      if (f[x] > h) h = f[x];
+    }
+    rowLo[static_cast<std::size_t>(y)] = l;
+    rowHi[static_cast<std::size_t>(y)] = h;
+  });
+  lo = 1e30f;
+  hi = -1e30f;
+  for (std::size_t y = 0; y < rowLo.size(); ++y) {
+    if (rowLo[y] < lo) lo = rowLo[y];
+    if (rowHi[y] > hi) hi = rowHi[y];
+  }
+}
+
+// The least and the greatest of an integer image, rows in parallel.
+void integerRange(const ringImage& image, std::int32_t& lo, std::int32_t& hi) {
+  const int W = image.width(), H = image.height();
+  std::vector<std::int32_t> rowLo(static_cast<std::size_t>(H)), rowHi(static_cast<std::size_t>(H));
+  zel::forEachRow(H, image.count, [&](int y) {
+    const std::int32_t* row = image.row(y);
+    std::int32_t l = std::numeric_limits<std::int32_t>::max(), h = std::numeric_limits<std::int32_t>::min();
+    for (int x = 0; x < W; ++x) {
+      l = std::min(l, row[x]);
+      h = std::max(h, row[x]);
+    }
+    rowLo[static_cast<std::size_t>(y)] = l;
+    rowHi[static_cast<std::size_t>(y)] = h;
+  });
+  lo = *std::min_element(rowLo.begin(), rowLo.end());
+  hi = *std::max_element(rowHi.begin(), rowHi.end());
+}
+
 }  // namespace
 
 void RingTopHat(ringImage& image, const searchMask& mask, int half) {
   if (half < 1) return;
-  const boxSums sums(image);
-  const int W = image.width();
-  const std::int64_t n = 8 * static_cast<std::int64_t>(half);
-  ringImage fresh(W, image.height());
-  zel::forEachRow(image.height(), image.count, [&](int y) {
-    const bool* m = mask.row(y);
-    const std::int32_t* in = image.row(y);
-    std::int32_t* out = fresh.row(y);
-    for (int x = 0; x < W; ++x) {
-      const std::int64_t v = m[x] ? 0 : in[x] - sums.ring(x, y, half) / n;
-      out[x] = static_cast<std::int32_t>(std::max<std::int64_t>(v, 0));
-    }
-  });
+  ringImage fresh(image.width(), image.height());
+  topHatInto(image, mask, half, ringSums::fitThirtyTwoBits(image, half), fresh);
   std::copy(fresh.data, fresh.data + fresh.count, image.data);
 }
 
@@ -222,18 +300,24 @@ void GrowMask(searchMask& mask, int passes) {
     }
   });
   // Down the columns: how many rows within reach are set, kept as a running
-  // count while the window moves down.
-  std::vector<int> count(static_cast<std::size_t>(W), 0);
-  for (int t = 0; t < std::min(passes, H); ++t)
-    for (int x = 0; x < W; ++x) count[static_cast<std::size_t>(x)] += rows(x, t);
-  for (int y = 0; y < H; ++y) {
-    if (y + passes < H)
-      for (int x = 0; x < W; ++x) count[static_cast<std::size_t>(x)] += rows(x, y + passes);
-    if (y - passes - 1 >= 0)
-      for (int x = 0; x < W; ++x) count[static_cast<std::size_t>(x)] -= rows(x, y - passes - 1);
-    bool* out = mask.row(y);
-    for (int x = 0; x < W; ++x) out[x] = count[static_cast<std::size_t>(x)] > 0;
-  }
+  // count while the window moves down; strips of columns in parallel.
+  constexpr int strip = 128;
+  circle::forEachBand((W + strip - 1) / strip, mask.count, [&](int b) {
+    const int x0 = b * strip, x1 = std::min(W, x0 + strip);
+    std::vector<int> count(static_cast<std::size_t>(x1 - x0), 0);
+    int* c = count.data() - x0;
+    const auto add = [&](int y, int by) {
+      const bool* in = rows.row(y);
+      for (int x = x0; x < x1; ++x) c[x] += by * in[x];
+    };
+    for (int t = 0; t < std::min(passes, H); ++t) add(t, 1);
+    for (int y = 0; y < H; ++y) {
+      if (y + passes < H) add(y + passes, 1);
+      if (y - passes - 1 >= 0) add(y - passes - 1, -1);
+      bool* out = mask.row(y);
+      for (int x = x0; x < x1; ++x) out[x] = c[x] > 0;
+    }
+  });
 }
 
 void EntropyThresholds(const searchField& image, float& maxSum, float& balance) {
@@ -291,17 +375,17 @@ void AutoMarkRings(const searchField& field, const searchMask& bkgr, const searc
   const std::vector<std::uint8_t> blocked = markerWork::blockedMap(bkgr, ROI);
   // `edge` keeps every ring inside the image and off blocked pixels.
   maskStore edge(W, H);
-  for (std::uint64_t i = 0; i < edge.count; ++i) edge.data[i] = blocked[i] != 0;
-  for (int x = 0; x < W; ++x) edge(x, 0) = edge(x, H - 1) = true;
-  for (int y = 0; y < H; ++y) edge(0, y) = edge(W - 1, y) = true;
+  zel::forEachRow(H, edge.count, [&](int y) {
+    const std::uint8_t* blk = blocked.data() + static_cast<std::size_t>(y) * W;
+    bool* e = edge.row(y);
+    const bool frame = y == 0 || y == H - 1;
+    for (int x = 0; x < W; ++x) e[x] = frame || blk[x] != 0;
+    e[0] = e[W - 1] = true;
+  });
   GrowMask(edge, R + 1);
   // The integer image, the spots upwards.
   float lo = 1e30f, hi = -1e30f;
-  for (std::uint64_t i = 0; i < field.count; ++i) {
-    if (blocked[i]) continue;
-    if (field.data[i] < lo) lo = field.data[i];
-    if (field.data[i] > hi) hi = field.data[i];
-  }
+  validRange(field, blocked, lo, hi);
   const float s = 1000001.0f / (hi - lo);
   ringImage X(W, H);
   const bool peaks = sign == 1;
@@ -314,14 +398,18 @@ void AutoMarkRings(const searchField& field, const searchMask& bkgr, const searc
       out[x] = peaks ? v : top - v;
     }
   });
-  // Rings peeled away from large to small.
+  // Rings peeled away from large to small, X and T taking turns.
+  ringImage T(W, H);
   for (int h = R; h >= 1; --h) {
     progress.grow(400 / std::max(R, 1));
-    RingTopHat(X, edge, h);
+    topHatInto(X, edge, h, ringSums::fitThirtyTwoBits(top, h), T);
+    std::swap(X, T);
   }
-  float mx = -1e30f;
-  for (std::uint64_t i = 0; i < X.count; ++i)
-    if (X.data[i] != 0 && static_cast<float>(X.data[i]) > mx) mx = static_cast<float>(X.data[i]);
+  // The largest nonzero value as float; the values are not negative, and the
+  // conversion keeps their order.
+  std::int32_t least = 0, most = 0;
+  integerRange(X, least, most);
+  const float mx = most != 0 ? static_cast<float>(most) : -1e30f;
   const float stretch = 1000001.0f / mx;
   zel::forEachRow(H, X.count, [&](int y) {
     std::int32_t* row = X.row(y);
@@ -329,31 +417,27 @@ void AutoMarkRings(const searchField& field, const searchMask& bkgr, const searc
       if (row[x] != 0) row[x] = clampTrunc(static_cast<float>(row[x]) * stretch, 0, top);
   });
   // Only pixels inside an empty ring of half-width R stay.
-  {
-    const ringImage Z = X;
-    clearByRing(X, Z, edge, R, false);
-  }
+  clearByRing(X, edge, R, false, T);
+  std::swap(X, T);
   // The range stretched again; G is its copy on 0 to 255.
-  float lo2 = 1e30f, hi2 = -1e30f;
-  for (std::uint64_t i = 0; i < X.count; ++i) {
-    const float v = static_cast<float>(X.data[i]);
-    if (v < lo2) lo2 = v;
-    if (v > hi2) hi2 = v;
-  }
+  integerRange(X, least, most);
+  const float lo2 = static_cast<float>(least), hi2 = static_cast<float>(most);
   const float range = hi2 - lo2;
   const float toGrey = 255.999f / range, toTop = 1000001.0f / range;
-  fieldStore G(W, H);
+  // G only for the entropy law, the one reader of it.
+  const bool entropyLaw = maxMarkers >= 1000 && law != 1;
+  fieldStore G(entropyLaw ? W : 0, entropyLaw ? H : 0);
   zel::forEachRow(H, X.count, [&](int y) {
     std::int32_t* row = X.row(y);
-    float* g = G.row(y);
+    float* g = entropyLaw ? G.row(y) : nullptr;
     const std::uint8_t* blk = blocked.data() + static_cast<std::size_t>(y) * W;
     for (int x = 0; x < W; ++x) {
       if (blk[x]) {
-        g[x] = 0.0f;
+        if (g) g[x] = 0.0f;
         continue;
       }
       const float v = static_cast<float>(row[x]) - lo2;
-      g[x] = static_cast<float>(clampTrunc(v * toGrey, 0, 255));
+      if (g) g[x] = static_cast<float>(clampTrunc(v * toGrey, 0, 255));
       row[x] = clampTrunc(v * toTop, 0, top);
     }
   });
@@ -383,9 +467,13 @@ void AutoMarkRings(const searchField& field, const searchMask& bkgr, const searc
     std::int32_t* row = X.row(y);
     for (int x = 0; x < W; ++x) row[x] = std::clamp(row[x] - cut, 0, top);
   });
-  ringImage Y = X;
   progress.grow(50);
-  if (R >= 4) clearByRing(Y, X, edge, 1, true);  // isolated single pixels
+  // Y: X without its isolated single pixels.
+  if (R >= 4) {
+    clearByRing(X, edge, 1, true, T);
+    std::swap(X, T);
+  }
+  ringImage& Y = X;
   int first = 1;
   if (highSpeed == 1) {
     first = R;

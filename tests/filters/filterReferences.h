@@ -39,6 +39,9 @@ inline void referenceCircle(layers& l, int iterations, int diameter) {
 }
 
 // MedianSquare: the full square inside the image, 0 elsewhere; masks ignored.
+// The middle is the element std::nth_element puts there among the cells
+// taken row by row, which also settles which of -0 and +0, or what, a window
+// holding both zeros or a NaN gives.
 inline void referenceSquare(layers& l, int iterations, int diameter) {
   const int R = diameter / 2, K = 2 * R + 1;
   for (int pass = 0; pass < iterations; ++pass) {
@@ -49,8 +52,8 @@ inline void referenceSquare(layers& l, int iterations, int diameter) {
         std::vector<float> s;
         for (int dy = -R; dy <= R; ++dy)
           for (int dx = -R; dx <= R; ++dx) s.push_back(old.field(x + dx, y + dy));
-        std::sort(s.begin(), s.end());
-        l.field(x, y) = s[(K * K + 1) / 2 - 1];
+        std::nth_element(s.begin(), s.begin() + K * K / 2, s.end());
+        l.field(x, y) = s[K * K / 2];
       }
   }
 }

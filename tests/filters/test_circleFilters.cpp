@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -71,12 +72,12 @@ std::vector<referenceCase> referenceCases() {
   return c;
 }
 
-// Every filter equals its plain reference bit for bit with no, few and many
-// blocked pixels: blocked pixels are neither read nor written, and
-// infinities are samples like any other.
+// Every filter equals its plain reference bit for bit with no, few, many and
+// nearly all pixels blocked (whole rows of them): blocked pixels are neither
+// read nor written, and infinities are samples like any other.
 TEST(CircleFilters, EqualTheirReferencesBitForBit) {
   for (const referenceCase& c : referenceCases())
-    for (double share : {0.0, 0.003, 0.2}) {
+    for (double share : {0.0, 0.003, 0.2, 0.97}) {
       layers fast = randomLayers(c.w, c.h, share, 17u);
       tamble::testing::sprinkle(fast, c.infinities, inf, 1u);
       if (c.bothSigns) tamble::testing::sprinkle(fast, c.infinities, -inf, 2u);
@@ -135,6 +136,33 @@ TEST(MedianCircle, KnownCases) {
   const layers before = step;
   MedianCircle(step.field, step.bkgr, step.ROI, 3, 5);
   EXPECT_TRUE(sameBits(step.field, before.field));
+}
+
+// From diameter 6 on the square median selects: it equals its plain
+// definition bit for bit on values spread wide, on few values with long ties,
+// on zeros of both signs, with NaN and with infinities; on images of several
+// bands of rows, narrower or lower than the window, with any masks.
+TEST(MedianSquare, SelectsAsItsPlainDefinitionOnEveryKindOfValue) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const std::pair<const char*, std::function<float(std::mt19937&)>> kinds[] = {
+      {"spread", [](std::mt19937& g) { return std::uniform_real_distribution<float>(-5, 5)(g); }},
+      {"ties", [](std::mt19937& g) { return static_cast<float>(g() % 4); }},
+      {"zeros", [](std::mt19937& g) { return g() % 3 ? (g() % 2 ? -0.0f : 0.0f) : 1.0f; }},
+      {"NaN", [nan](std::mt19937& g) { return g() % 40 ? static_cast<float>(g() % 9) : nan; }},
+      {"infinities", [](std::mt19937& g) { return g() % 8 ? static_cast<float>(g() % 50) : (g() % 2 ? inf : -inf); }},
+  };
+  const std::pair<int, int> sizes[] = {{45, 33}, {90, 150}, {6, 70}, {200, 9}};
+  std::mt19937 gen(3);
+  for (const auto& [kind, value] : kinds)
+    for (auto [w, h] : sizes)
+      for (int d : {6, 7, 9, 11, 15}) {
+        layers fast = randomLayers(w, h, 0.2, 9u);
+        for (std::uint64_t i = 0; i < fast.field.count; ++i) fast.field.data[i] = value(gen);
+        layers plain = fast;
+        MedianSquare(fast.field, fast.bkgr, fast.ROI, 2, d);
+        tamble::testing::referenceSquare(plain, 2, d);
+        EXPECT_TRUE(sameBits(fast.field, plain.field)) << kind << " " << w << "x" << h << " d " << d;
+      }
 }
 
 // Below 11 the fast median is the square one; from 11 on it goes through a

@@ -10,7 +10,10 @@
 #include "dialogs/markerDialogs.h"
 #include "markers/autoMark.h"
 #include "plugin/frame.h"
+#include "apps/synth/markerImages.h"
 #include "tests/markers/markerScenes.h"
+#include "tests/markers/quickSearchReference.h"
+#include "tests/markers/ringSearchReference.h"
 #include "tests/support/sessionUi.h"
 
 namespace {
@@ -18,6 +21,7 @@ namespace {
 using namespace tamble;
 namespace mt = tamble::testing;
 using mt::compare;
+using mt::plainRing;
 using mt::detection;
 using mt::markerScene;
 using mt::syntheticScene;
@@ -50,14 +54,6 @@ void expectFreshNumbers(const zel::markersArray& found) {
 
 // ---- The ring pieces, against their plain definitions ----
 
-std::int64_t plainRing(const ringImage& img, int x, int y, int h) {
-  std::int64_t s = 0;
-  for (int v = y - h; v <= y + h; ++v)
-    for (int u = x - h; u <= x + h; ++u)
-      if (std::abs(u - x) == h || std::abs(v - y) == h) s += img(u, v);
-  return s;
-}
-
 // GrowMask is that many passes of the eight neighbours, at any size.
 TEST(RingPieces, GrowMaskIsThatManyPassesOfTheEightNeighbours) {
   std::mt19937 gen(4);
@@ -82,29 +78,30 @@ TEST(RingPieces, GrowMaskIsThatManyPassesOfTheEightNeighbours) {
   }
 }
 
-// The top-hat takes the ring's mean (from its box sums) away and clears
-// masked pixels.
+// The top-hat takes the ring's mean away and clears masked pixels, for any
+// value the integers hold (such rings need sums beyond 32 bits), on images
+// of several bands of rows.
 TEST(RingPieces, TopHatTakesTheRingMeanAwayAndClearsMaskedPixels) {
+  struct row {
+    int W, H, h, lo, hi;
+  };
+  const row rows[] = {{30, 24, 1, 0, 1000000},     {30, 24, 2, 0, 1000000},
+                      {71, 40, 4, 0, 1000000},     {64, 150, 7, 0, 1000000},
+                      {40, 33, 3, -2000000000, 2000000000}, {19, 200, 5, 0, 2147483647}};
   std::mt19937 gen(9);
-  std::uniform_int_distribution<int> value(0, 1000000);
-  std::bernoulli_distribution zero(0.3);
-  for (int h : {1, 2, 4}) {
-    ringImage img(30, 24);
+  for (const row& r : rows) {
+    std::uniform_int_distribution<int> value(r.lo, r.hi);
+    std::bernoulli_distribution zero(0.3);
+    ringImage img(r.W, r.H);
     for (std::uint64_t i = 0; i < img.count; ++i) img.data[i] = zero(gen) ? 0 : value(gen);
-    searchMask mask(30, 24);
+    searchMask mask(r.W, r.H);
     mask.fill(true);
-    for (int y = h; y < 24 - h; ++y)
-      for (int x = h; x < 30 - h; ++x) mask(x, y) = (x + y) % 7 == 0;
-    const ringImage before = img;
-    RingTopHat(img, mask, h);
-    for (int y = 0; y < 24; ++y)
-      for (int x = 0; x < 30; ++x) {
-        const std::int64_t want =
-            mask(x, y)
-                ? 0
-                : std::max<std::int64_t>(before(x, y) - plainRing(before, x, y, h) / (8 * h), 0);
-        ASSERT_EQ(img(x, y), want) << x << "," << y << " h " << h;
-      }
+    for (int y = r.h; y < r.H - r.h; ++y)
+      for (int x = r.h; x < r.W - r.h; ++x) mask(x, y) = (x + y) % 7 == 0;
+    ringImage plain = img;
+    RingTopHat(img, mask, r.h);
+    mt::plainTopHat(plain, mask, r.h);
+    EXPECT_TRUE(mt::sameBits(img, plain)) << r.W << "x" << r.H << " h " << r.h;
   }
 }
 
@@ -264,6 +261,88 @@ TEST(AutoMarkRings, AnUndefinedSpeedOrAFailingEntropyLawIsReportedUnlessQuiet) {
   rings(img, found, 7.0f, -1, 1, 2);
   session().quietMode = 0;
   EXPECT_EQ(user.ui.notices.size(), 2u);
+}
+
+// A camera-like image of 7-pixel or D-pixel spots with dust and scratches;
+// with `masks`, the ROI is the model and a few discs are background.
+mt::layers spotImage(int W, int H, double D, int sign, bool masks) {
+  namespace mi = tamble::synth::markerImages;
+  mi::markerScene s;
+  s.W = W;
+  s.H = H;
+  s.diameter = D;
+  s.sign = sign;
+  s.spacing = 8 * D + 20;
+  s.dust = 20;
+  s.scratches = 3;
+  s.seed = static_cast<unsigned>(W + H);
+  const mi::markerImage img = mi::makeMarkerImage(s);
+  mt::layers l(W, H);
+  l.field = img.field;
+  if (!masks) return l;
+  l.ROI = img.model;
+  for (int k = 1; k <= 5; ++k) {
+    const int cx = W * k / 6, cy = H * (6 - k) / 6, r = 4 * k;
+    for (int y = std::max(cy - r, 0); y < std::min(cy + r, H); ++y)
+      for (int x = std::max(cx - r, 0); x < std::min(cx + r, W); ++x)
+        l.bkgr(x, y) = (x - cx) * (x - cx) + (y - cy) * (y - cy) < r * r;
+  }
+  return l;
+}
+
+// The ring search equals its plain definition bit for bit: the markers,
+// their order and their positions, on either sign, with and without masks,
+// under both laws (on such sparse images the entropy law gives way to the
+// relative one), both speeds and a limit.
+TEST(AutoMarkRings, EqualsItsPlainDefinitionBitForBit) {
+  struct row {
+    int W, H;
+    float D;
+    int sign, law, highSpeed, most;
+    bool masks;
+  };
+  const row rows[] = {
+      {256, 256, 3, -1, 1, 0, 1000, true},  {384, 256, 5, 1, 0, 0, 1000, false},
+      {512, 512, 7, -1, 1, 1, 1000, true},  {512, 384, 7, 1, 1, 0, 30, true},
+      {640, 512, 11, -1, 0, 0, 1000, true}, {1024, 1024, 7, -1, 1, 0, 1000, false},
+  };
+  mt::sessionUi user;  // takes the notices
+  for (const row& r : rows) {
+    const mt::layers img = spotImage(r.W, r.H, r.D, r.sign, r.masks);
+    zel::markersArray found, plain;
+    AutoMarkRings(img.field, img.bkgr, img.ROI, found, r.D, r.law, 1.0f, 0.2f, r.sign, 1,
+                  r.highSpeed, r.most);
+    mt::referenceRings(img, plain, r.D, r.law, 1.0f, 0.2f, r.sign, r.highSpeed, r.most);
+    EXPECT_GT(plain.count(), 5) << r.W << " D " << r.D;
+    EXPECT_EQ(found.items, plain.items) << r.W << " D " << r.D << " sign " << r.sign;
+  }
+  EXPECT_EQ(user.ui.notices.size(), 2u);
+}
+
+// The quick search equals its plain definition bit for bit: the markers,
+// their order and their positions, on either sign, with and without masks,
+// below and above the diameters that smooth first (8) and shrink (11).
+TEST(AutoMarkQuick, EqualsItsPlainDefinitionBitForBit) {
+  struct row {
+    int W, H;
+    double D;
+    int sign;
+    float T;
+    bool masks;
+  };
+  const row rows[] = {
+      {256, 256, 3, -1, 0.4f, true},  {384, 256, 5, 1, 0.2f, false},
+      {512, 512, 7, -1, 0.4f, true},  {512, 384, 9.5, 1, 0.4f, true},
+      {640, 512, 12, -1, 0.3f, true}, {1024, 1024, 7, -1, 0.4f, false},
+  };
+  for (const row& r : rows) {
+    const mt::layers img = spotImage(r.W, r.H, r.D, r.sign, r.masks);
+    zel::markersArray found, plain;
+    quick(img, found, r.D, r.sign, r.T);
+    mt::referenceQuick(img, plain, r.sign, r.D, r.T);
+    EXPECT_GT(plain.count(), 5) << r.W << " D " << r.D;
+    EXPECT_EQ(found.items, plain.items) << r.W << " D " << r.D << " sign " << r.sign;
+  }
 }
 
 // Empty, flat and wholly blocked images give no markers and no notice.

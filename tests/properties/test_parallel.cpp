@@ -170,6 +170,20 @@ void deinterlace(layers& l, int field, int method) {
   l = even;
 }
 
+// The ring search's pieces on the values as integers: the blocked pixels
+// grown by 4 as the mask, a top-hat of 3, back as the field.
+void ringPieces(layers& l) {
+  ringImage img(l.W(), l.H());
+  searchMask mask(l.W(), l.H());
+  for (std::uint64_t i = 0; i < img.count; ++i) {
+    img.data[i] = static_cast<std::int32_t>(l.field.data[i] * 1000.0f);
+    mask.data[i] = l.bkgr.data[i] || !l.ROI.data[i];
+  }
+  GrowMask(mask, 4);
+  RingTopHat(img, mask, 3);
+  for (std::uint64_t i = 0; i < img.count; ++i) l.field.data[i] = static_cast<float>(img.data[i]);
+}
+
 struct parallelCase {
   const char* name;
   void (*run)(layers&);         // works on the layers in place
@@ -185,6 +199,8 @@ const parallelCase cases[] = {
     {"MedianCircle5", [](layers& l) { MedianCircle(l.field, l.bkgr, l.ROI, 2, 5); }},
     {"MedianCircle7Sorting", [](layers& l) { MedianCircle(l.field, l.bkgr, l.ROI, 1, 7); }},
     {"MedianSquare5", [](layers& l) { MedianSquare(l.field, l.bkgr, l.ROI, 2, 5); }},
+    {"MedianSquare9Walking", [](layers& l) { MedianSquare(l.field, l.bkgr, l.ROI, 2, 9); }},
+    {"RingTopHatGrowMask", [](layers& l) { ringPieces(l); }},
     {"MedianFast13",
      [](layers& l) {
        polynomialState map;
