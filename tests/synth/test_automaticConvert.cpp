@@ -164,6 +164,19 @@ TEST_F(AutomaticConvertRun, AFailedAlignmentLeavesTheSourcesAsTheyWere) {
   EXPECT_TRUE(sourcesAsBefore());
 }
 
+// "QPED" writes each aligned image's displacement beside the project.
+TEST_F(AutomaticConvertRun, WritesTheDisplacementOfEachAlignedImage) {
+  openRun();
+  write_param("Alignment", "m_QPED", 1);
+  ASSERT_TRUE(AutomaticConvert(list, false));
+  for (const char* suffix : {"snsf", "rnsf", "rfsf"}) {
+    const std::string file = path(std::string("run_displacement_") + suffix + ".txt");
+    EXPECT_TRUE(std::filesystem::exists(file)) << file;
+  }
+  EXPECT_EQ(displacementFileOf(path("run.vur"), names::wind_off_refe),
+            path("run_displacement_rfsf.txt"));
+}
+
 // Cancel at the scenario dialog is a failed run that changes nothing.
 TEST_F(AutomaticConvertRun, CancelChangesNothing) {
   openRun();
