@@ -7,11 +7,11 @@
 
 #include <cstdio>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "api/arrayWorks.h"
+#include "bench/noisePlanes.h"
 #include "bench/ratioReporter.h"
 #include "filters/circleFilters.h"
 
@@ -22,24 +22,9 @@
 
 namespace {
 
-constexpr int side = 2048;
-
-struct planes {
-  zel::arrayStore<float, 2> field{side, side};
-  zel::arrayStore<bool, 2> bkgr{side, side}, ROI{side, side};
-  planes() {
-    std::mt19937 gen(1);
-    std::uniform_real_distribution<float> v(0.0f, 1000.0f);
-    for (std::uint64_t i = 0; i < field.count; ++i) field.data[i] = v(gen);
-    bkgr.fill(false);
-    ROI.fill(true);
-  }
-};
-
-const planes& source() {
-  static const planes p;
-  return p;
-}
+using tamble::bench::planes;
+using tamble::bench::side;
+using tamble::bench::source;
 
 // The filters work in place; each call filters what the last one left.
 void MedianCircle(benchmark::State& state) {
@@ -79,7 +64,7 @@ void Filter3D(benchmark::State& state) {
 BENCHMARK(Filter3D)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #ifdef TAMBLE_BENCH_OPENCV
-cv::Mat sourceMat() { return cv::Mat(side, side, CV_32F, source().field.data).clone(); }
+using tamble::bench::sourceMat;
 
 void CvMedianBlur(benchmark::State& state) {
   const cv::Mat in = sourceMat();

@@ -9,10 +9,10 @@
 #include <omp.h>
 
 #include <cstdio>
-#include <random>
 #include <vector>
 
 #include "api/arrayWorks.h"
+#include "bench/noisePlanes.h"
 #include "bench/ratioReporter.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
@@ -25,24 +25,9 @@
 
 namespace {
 
-constexpr int side = 2048;
-
-struct planes {
-  zel::arrayStore<float, 2> field{side, side};
-  zel::arrayStore<bool, 2> bkgr{side, side}, ROI{side, side};
-  planes() {
-    std::mt19937 gen(1);
-    std::uniform_real_distribution<float> v(0.0f, 1000.0f);
-    for (std::uint64_t i = 0; i < field.count; ++i) field.data[i] = v(gen);
-    bkgr.fill(false);
-    ROI.fill(true);
-  }
-};
-
-const planes& source() {
-  static const planes p;
-  return p;
-}
+using tamble::bench::planes;
+using tamble::bench::side;
+using tamble::bench::source;
 
 // Kind 1 dilation, 2 erosion; diameters 5 and 15. In place: each call
 // works on what the last one left.
@@ -86,7 +71,7 @@ void Summary(benchmark::State& state) {
 BENCHMARK(Summary)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #ifdef TAMBLE_BENCH_OPENCV
-cv::Mat sourceMat() { return cv::Mat(side, side, CV_32F, source().field.data).clone(); }
+using tamble::bench::sourceMat;
 
 void CvMorphology(benchmark::State& state) {
   cv::Mat in = sourceMat(), out;

@@ -11,23 +11,14 @@
 #include "filters/deinterlace.h"
 #include "plugin/session.h"
 #include "tests/support/layers.h"
-#include "tests/support/scriptedUi.h"
+#include "tests/support/sessionUi.h"
 
 namespace {
 
 using namespace tamble;
 using tamble::testing::layers;
+using tamble::testing::noticesOf;
 using tamble::testing::sameBits;
-
-template <class Fn>
-std::vector<std::string> noticesOf(Fn fn) {
-  tamble::testing::scriptedUi ui;
-  session().reset();
-  setHostUi(&ui);
-  fn();
-  setHostUi(nullptr);
-  return ui.notices;
-}
 
 // The steps on work rows (row r of the work is image row H-1-r), one pixel
 // at a time; notices of failed direction tests in `said`.

@@ -10,26 +10,16 @@
 #include "filters/enhancement.h"
 #include "plugin/session.h"
 #include "tests/filters/filterReferences.h"
-#include "tests/support/scriptedUi.h"
+#include "tests/support/sessionUi.h"
 
 namespace {
 
 using namespace tamble;
 using tamble::testing::layers;
+using tamble::testing::noticesOf;
 using tamble::testing::randomLayers;
 using tamble::testing::referenceGauss;
 using tamble::testing::sameBits;
-
-// Runs `fn` with a user who records the notices; answers them.
-template <class Fn>
-std::vector<std::string> noticesOf(Fn fn) {
-  tamble::testing::scriptedUi ui;
-  session().reset();
-  setHostUi(&ui);
-  fn();
-  setHostUi(nullptr);
-  return ui.notices;
-}
 
 void expectClose(const layers& got, const layers& want, float tolerance, const std::string& what) {
   for (std::size_t i = 0; i < got.field.count; ++i)

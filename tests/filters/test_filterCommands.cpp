@@ -23,20 +23,8 @@ using namespace tamble;
 using tamble::testing::layers;
 using tamble::testing::sameBits;
 
-class FilterCommands : public tamble::testing::commandTest {
- protected:
-  // A random image in `to` and the same layers kept aside.
-  static layers addRandom(zel::imagesList& to) {
-    layers l = tamble::testing::randomLayers(30, 20, 0.1, 5u);
-    auto* img = new zel::image(30, 20);
-    img->setFieldName("random");
-    img->field() = l.field;
-    img->bkgr() = l.bkgr;
-    img->ROI() = l.ROI;
-    to.addImage(img);
-    return l;
-  }
-};
+using FilterCommands = tamble::testing::commandTest;
+using tamble::testing::addRandomImage;
 
 // The typed values reach the routine as the command's rules say (an even
 // median diameter is made odd by the routine, the Gauss adds 1.001, the 3D
@@ -73,7 +61,7 @@ TEST_F(FilterCommands, TypedValuesReachTheRoutinesAndAreStored) {
   };
   for (const auto& c : cases) {
     zel::imagesList images;
-    layers expected = addRandom(images);
+    layers expected = addRandomImage(images);
     images.recording = true;
     user.ui.notices.clear();
     params(c.values);
@@ -91,7 +79,7 @@ TEST_F(FilterCommands, TypedValuesReachTheRoutinesAndAreStored) {
 
 // The threshold filter runs with its own record and keeps it.
 TEST_F(FilterCommands, FilterThresholdRunsWithItsOwnRecord) {
-  addRandom(list);
+  addRandomImage(list);
   params({{"m_kind", "None"}, {"m_low", "50"}, {"m_high", "60"}});
   FilterThresholdCommand(list);
   const zel::image& img = *list.current();
@@ -119,7 +107,7 @@ struct showingUi : tamble::testing::scriptedUi {
 // The 3D filter's dialog shows the range of the valid pixels, which is
 // never read back from what was typed nor stored.
 TEST_F(FilterCommands, ThreeDShowsTheValidRangeAndNeverStoresIt) {
-  addRandom(list);
+  addRandomImage(list);
   zel::image& img = *list.current();
   img.bkgr()(3, 4) = true;
   img.field()(3, 4) = -1e6f;

@@ -28,20 +28,8 @@ using namespace tamble;
 using tamble::testing::layers;
 using tamble::testing::sameBits;
 
-class TransformCommands : public tamble::testing::commandTest {
- protected:
-  // A random image with blocked pixels, current in `to`, and its layers.
-  static layers addRandom(zel::imagesList& to) {
-    layers l = tamble::testing::randomLayers(30, 20, 0.1, 5u);
-    auto* img = new zel::image(30, 20);
-    img->setFieldName("random");
-    img->field() = l.field;
-    img->bkgr() = l.bkgr;
-    img->ROI() = l.ROI;
-    to.addImage(img);
-    return l;
-  }
-};
+using TransformCommands = tamble::testing::commandTest;
+using tamble::testing::addRandomImage;
 
 struct commandCase {
   const char* name;
@@ -89,7 +77,7 @@ TEST_F(TransformCommands, TypedValuesReachTheRoutinesAndAreStored) {
   };
   for (const commandCase& c : cases) {
     zel::imagesList images;
-    layers expected = addRandom(images);
+    layers expected = addRandomImage(images);
     images.recording = true;
     params(c.values);
     EXPECT_TRUE(c.command(images));
@@ -114,7 +102,7 @@ TEST_F(TransformCommands, DeInterlaceStartsFromItsDefaults) {
               {{}, 1, 1, -1}};
   for (const auto& run : runs) {
     zel::imagesList images;
-    layers expected = addRandom(images);
+    layers expected = addRandomImage(images);
     params(run.values);
     DeInterlaceCommand(images);
     DeInterlace(expected.field, run.action, run.field, run.method);
@@ -157,7 +145,7 @@ TEST_F(TransformCommands, DirectionsComeFromTheAngleOrTheMarkers) {
   };
   for (const auto& c : cases) {
     zel::imagesList images;
-    layers expected = addRandom(images);
+    layers expected = addRandomImage(images);
     for (auto [x, y] : c.marks) images.current()->markers.add(marker{x, y, 0, 0, true, 0});
     user.ui.notices.clear();
     params(c.values);
@@ -187,7 +175,7 @@ TEST_F(TransformCommands, DirectionalGuardsCountTheMarkers) {
   };
   for (const auto& c : cases) {
     zel::imagesList images;
-    const layers before = addRandom(images);
+    const layers before = addRandomImage(images);
     for (int k = 0; k < c.markers; ++k) images.current()->markers.add(marker{k * 3.0, 2, 0, 0, true, 0});
     user.ui.notices.clear();
     params(c.values);

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "api/arrayWorks.h"
+#include "api/image.h"
+#include "api/imagesList.h"
 #include "api/markers.h"
 
 namespace tamble::testing {
@@ -64,6 +66,19 @@ inline layers randomLayers(int w, int h, double blockedShare, unsigned seed) {
       else if (o < blockedShare)
         l.ROI(x, y) = false;
     }
+  return l;
+}
+
+// A 30 by 20 random image with a tenth of its pixels blocked, added to the
+// list as its current image "random"; answers its layers as they were.
+inline layers addRandomImage(zel::imagesList& to) {
+  layers l = randomLayers(30, 20, 0.1, 5u);
+  auto* img = new zel::image(30, 20);
+  img->setFieldName("random");
+  img->field() = l.field;
+  img->bkgr() = l.bkgr;
+  img->ROI() = l.ROI;
+  to.addImage(img);
   return l;
 }
 

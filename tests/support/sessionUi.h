@@ -2,6 +2,9 @@
 // carries the routines' notices and progress to the scripted user.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "plugin/session.h"
 #include "tests/support/scriptedUi.h"
 
@@ -10,5 +13,13 @@ namespace tamble::testing {
 struct sessionUi : installedUi {
   sessionUi() { session().reset(); }
 };
+
+// The notices given while `fn` runs, in a fresh session.
+template <class Fn>
+std::vector<std::string> noticesOf(Fn fn) {
+  sessionUi user;
+  fn();
+  return user.ui.notices;
+}
 
 }  // namespace tamble::testing

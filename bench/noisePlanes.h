@@ -1,0 +1,40 @@
+// The 2048 by 2048 image of the filter benchmarks: uniform noise from 0 to
+// 1000 (seed 1), nothing blocked; made once per program.
+#pragma once
+
+#include <cstdint>
+#include <random>
+
+#include "api/arrayWorks.h"
+
+#ifdef TAMBLE_BENCH_OPENCV
+#include <opencv2/core.hpp>
+#endif
+
+namespace tamble::bench {
+
+constexpr int side = 2048;
+
+struct planes {
+  zel::arrayStore<float, 2> field{side, side};
+  zel::arrayStore<bool, 2> bkgr{side, side}, ROI{side, side};
+  planes() {
+    std::mt19937 gen(1);
+    std::uniform_real_distribution<float> v(0.0f, 1000.0f);
+    for (std::uint64_t i = 0; i < field.count; ++i) field.data[i] = v(gen);
+    bkgr.fill(false);
+    ROI.fill(true);
+  }
+};
+
+inline const planes& source() {
+  static const planes p;
+  return p;
+}
+
+#ifdef TAMBLE_BENCH_OPENCV
+// The same field as OpenCV's matrix, a copy of its own.
+inline cv::Mat sourceMat() { return cv::Mat(side, side, CV_32F, source().field.data).clone(); }
+#endif
+
+}  // namespace tamble::bench
