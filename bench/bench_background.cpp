@@ -136,12 +136,4 @@ const std::vector<tamble::bench::ratioPair> ratios = {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  tamble::bench::ratioReporter reporter(ratios);
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.summary();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return tamble::bench::runWithRatios(argc, argv, ratios); }

@@ -140,17 +140,10 @@ const std::vector<tamble::bench::ratioPair> ratios = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 #ifdef TAMBLE_BENCH_OPENCV
   cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
-#endif
-  tamble::bench::ratioReporter reporter(ratios);
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.summary();
-#ifndef TAMBLE_BENCH_OPENCV
+#else
   std::printf("OpenCV was not found at build time: no comparison\n");
 #endif
-  benchmark::Shutdown();
-  return 0;
+  return tamble::bench::runWithRatios(argc, argv, ratios);
 }

@@ -129,13 +129,7 @@ const std::vector<tamble::bench::ratioPair> ratios = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   tamble::bench::silentReport silent;  // the searches' notices and progress
   zel::setReport(&silent);
-  tamble::bench::ratioReporter reporter(ratios);
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.summary();
-  benchmark::Shutdown();
-  return 0;
+  return tamble::bench::runWithRatios(argc, argv, ratios);
 }

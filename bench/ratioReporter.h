@@ -46,4 +46,16 @@ class ratioReporter : public benchmark::ConsoleReporter {
   std::map<std::string, double> ms;
 };
 
+// A benchmark program's main: the benchmarks the command line selects, each
+// reported as it finishes, then the ratios of the pairs.
+inline int runWithRatios(int argc, char** argv, std::vector<ratioPair> pairs) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  ratioReporter reporter(std::move(pairs));
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.summary();
+  benchmark::Shutdown();
+  return 0;
+}
+
 }  // namespace tamble::bench
