@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@
 #include "host/project.h"
 #include "plugin/automaticConvert.h"
 #include "plugin/convertLists.h"
+#include "plugin/markingStages.h"
+#include "filters/circleFilters.h"
 #include "plugin/projectCommands.h"
 #include "plugin/projectState.h"
 #include "plugin/sourceStages.h"
@@ -186,6 +189,126 @@ TEST_F(AutomaticConvertRun, CancelChangesNothing) {
   EXPECT_EQ(list.find(names::Cp), nullptr);
 }
 
+// The stages one by one, run as an automatic conversion runs them, on a run
+// whose sources were marked: what each must change.
+struct stageRow {
+  const char* what;
+  std::function<void(zel::imagesList&)> run;
+  std::function<void(const zel::imagesList&, const std::vector<zel::image>& marked)> check;
+};
+
+void PrintTo(const stageRow& r, std::ostream* out) { *out << r.what; }
+
+class SingleStages : public AutomaticConvertRun, public ::testing::WithParamInterface<stageRow> {};
+
+TEST_P(SingleStages, DoWhatTheySay) {
+  openRun({"motion=0"});
+  ASSERT_TRUE(AutomaticMarking(list, false));
+  std::vector<zel::image> marked;
+  for (const char* name : sources) marked.emplace_back(*list.find(name));
+  ASSERT_GT(marked[0].markers.count(), 3);
+  GetParam().run(list);
+  GetParam().check(list, marked);
+}
+
+// The same field as `img`'s after the separable Gauss of that diameter.
+bool filteredAs(const zel::image& now, zel::image before, float diameter) {
+  GaussSeparable(before.field(), before.bkgr(), before.ROI(), 1, diameter);
+  return sameImage(now, before);
+}
+
+const stageRow stageRows[] = {
+    {"Store Primary Markers keeps what the sources hold",
+     [](zel::imagesList& l) {
+       clearPrimaryMarkers();
+       l.find(names::wind_on_sens)->markers.items.pop_back();
+       StorePrimaryMarkers(l);
+     },
+     [](const zel::imagesList& l, const std::vector<zel::image>&) {
+       for (const char* name : sources)
+         EXPECT_EQ(primaryMarkersOf(name)->count(), l.find(name)->markers.count()) << name;
+     }},
+    {"USE Wind-Off-Sens Markers gives the master's markers to every source",
+     [](zel::imagesList& l) {
+       for (const char* name : {names::wind_on_sens, names::wind_off_refe, names::wind_on_refe})
+         l.find(name)->markers = {};
+       UseWindOffSensMarkers(l, false);
+     },
+     [](const zel::imagesList& l, const std::vector<zel::image>& marked) {
+       for (const char* name : sources) {
+         EXPECT_EQ(l.find(name)->markers.count(), marked[0].markers.count()) << name;
+         EXPECT_EQ(primaryMarkersOf(name)->count(), marked[0].markers.count()) << name;
+       }
+     }},
+    {"Numerate Markers numbers every source as wind_off_sens",
+     [](zel::imagesList& l) {
+       for (marker& m : l.find(names::wind_on_refe)->markers.items) m.id += 100;
+       write_param("CSNumerate", "m_box", 5);
+       NumerateMarkersStage(l, false);
+     },
+     [](const zel::imagesList& l, const std::vector<zel::image>& marked) {
+       const zel::markersArray& master = marked[0].markers;
+       for (const marker& m : l.find(names::wind_on_refe)->markers.items) {
+         const auto same = std::find_if(master.items.begin(), master.items.end(), [&](const marker& p) {
+           return std::hypot(p.x - m.x, p.y - m.y) < 2.0;
+         });
+         ASSERT_NE(same, master.items.end());
+         EXPECT_EQ(m.id, same->id);
+       }
+     }},
+    {"Filtering with diameter 4 filters the sources with 3",
+     [](zel::imagesList& l) {
+       write_param("GaussBS", "m_diameter", 4);
+       Filtering(l, false);
+     },
+     [](const zel::imagesList& l, const std::vector<zel::image>& marked) {
+       for (std::size_t i = 0; i < marked.size(); ++i)
+         EXPECT_TRUE(filteredAs(*l.find(sources[i]), marked[i], 3.001f)) << sources[i];
+     }},
+    {"Fill Up All Markers changes the sources only near their markers",
+     [](zel::imagesList& l) { FillUpAllMarkers(l, false); },
+     [](const zel::imagesList& l, const std::vector<zel::image>& marked) {
+       const zel::image& now = *l.find(names::wind_off_sens);
+       const zel::image& was = marked[0];
+       int changed = 0;
+       for (int y = 0; y < now.height(); ++y)
+         for (int x = 0; x < now.width(); ++x) {
+           if (now.field()(x, y) == was.field()(x, y)) continue;
+           ++changed;
+           double nearest = 1e9;
+           for (const marker& m : was.markers.items)
+             nearest = std::min(nearest, std::hypot(m.x - x, m.y - y));
+           EXPECT_LT(nearest, 10.0) << x << " " << y;
+         }
+       EXPECT_GT(changed, 0);
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Stages, SingleStages, ::testing::ValuesIn(stageRows));
+
+// The output stages on the results of a conversion: the filter rounds an
+// even diameter up, the thinning takes foreground from every result.
+TEST_F(AutomaticConvertRun, OutputStagesWorkOnEveryResult) {
+  openRun({"motion=0"});
+  ASSERT_TRUE(AutomaticConvert(list, false));
+  std::vector<zel::image> results;
+  for (const char* name : paintResultNames("double"))
+    if (const zel::image* img = list.find(name)) results.emplace_back(*img);
+  ASSERT_EQ(results.size(), 4u);
+  write_param("GaussFBS", "m_diameter", 4);
+  EXPECT_TRUE(FilterOutputFields(list, false));
+  for (const zel::image& was : results)
+    EXPECT_TRUE(filteredAs(*list.find(was.fieldName()), was, 5.001f)) << was.fieldName();
+  EXPECT_EQ(list.current(), list.find(names::Irefe_Isens));
+  write_param("Thinning", "m_depth", 2);
+  EXPECT_TRUE(ForegroundThinningOfResults(list, false));
+  for (const zel::image& was : results) {
+    const auto& now = list.find(was.fieldName())->bkgr();
+    EXPECT_GT(std::count(now.data, now.data + now.count, true),
+              std::count(was.bkgr().data, was.bkgr().data + was.bkgr().count, true));
+  }
+}
+
 // Which check boxes the scenario dialog lets the user change.
 TEST(ScenarioDialog, GreysWhatTheProjectCannotDoAndTheOutputsWithoutFields) {
   CConvertBin_01 r;
@@ -209,14 +332,8 @@ TEST(ScenarioDialog, GreysWhatTheProjectCannotDoAndTheOutputsWithoutFields) {
   EXPECT_TRUE(checkRecord(record));
 }
 
-// The two filters round an even diameter in opposite directions, and the
-// two lists count their progress on 1 to 500.
-TEST(ConvertNumbers, DiametersAndProgress) {
-  const int diameters[][3] = {{4, 3, 5}, {5, 5, 5}, {1, 1, 1}, {2, 1, 3}};
-  for (const auto& d : diameters) {
-    EXPECT_EQ(sourceFilterDiameter(d[0]), d[1]) << d[0];
-    EXPECT_EQ(resultFilterDiameter(d[0]), d[2]) << d[0];
-  }
+// The two lists count their progress on 1 to 500.
+TEST(ConvertNumbers, Progress) {
   const int projectRounds[][3] = {{-1, 2, 167}, {0, 2, 333}, {1, 2, 500}, {-1, 0, 500}};
   for (const auto& p : projectRounds) EXPECT_EQ(projectListProgress(p[0], p[1]), p[2]);
   const int files[][3] = {{0, 1, 500}, {0, 3, 167}, {1, 3, 333}, {2, 3, 500}};
