@@ -90,9 +90,11 @@ TEST(Availability, OutputFieldsAndMeshNeedTheMesh) {
   list.addImage(named("T"));
   paintKind() = "Tsingle";
   EXPECT_FALSE(output_fields_and_mesh_present(list));
-  get_field_data().grid.resize(1);
-  get_field_data().functions.resize(1);
-  get_field_data().count = 5;
+  auto& mesh = get_field_data();
+  mesh.blocks.resize(1);
+  mesh.blocks[0].nodes.resize(5);
+  mesh.meshMarkers.resize(3);
+  mesh.imageMarkers.resize(3);
   EXPECT_TRUE(output_fields_and_mesh_present(list));
   get_field_data() = zel::field_data<double>();
   paintKind().clear();
