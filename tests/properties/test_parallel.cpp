@@ -32,6 +32,7 @@
 #include "markers/fillUp.h"
 #include "markers/revise.h"
 #include "plugin/session.h"
+#include "resect/meshSampling.h"
 #include "tests/support/layers.h"
 #include "tests/support/scriptedUi.h"
 
@@ -159,6 +160,26 @@ void summary(layers& l) {
                   r.activePlane.a0, r.activeFlat.deviation, r.whole.deviation);
     other += bits;
   }
+}
+
+// A wavy sheet over the frame, seen by a pinhole: the values of its nodes.
+void resectSheet(layers& l) {
+  zel::image img(l.W(), l.H());
+  img.field() = l.field, img.bkgr() = l.bkgr, img.ROI() = l.ROI;
+  zel::field_data<double> mesh;
+  zel::meshBlock b;
+  b.ni = b.nj = 181;
+  b.nk = 1;
+  for (int j = 0; j < b.nj; ++j)
+    for (int i = 0; i < b.ni; ++i)
+      b.nodes.push_back({i - 90.0, j - 90.0, 8.0 * std::sin(i * 0.15) * std::cos(j * 0.1)});
+  mesh.blocks.push_back(b);
+  cameraProjection p;
+  p.coefficients.ax = {131.0 * 300.0, 400.0, 0, 131.0, 300.0, 0, 0, 1};
+  p.coefficients.ay = {131.0 * 300.0, 0, 400.0, 131.0, 300.0, 0, 0.3, 1};
+  std::vector<std::vector<double>> values;
+  sampleMesh(mesh, p, img, values);
+  other.assign(reinterpret_cast<const char*>(values[0].data()), values[0].size() * sizeof(double));
 }
 
 // Deinterlacing needs an even frame: the input less its last row and column.
@@ -325,6 +346,7 @@ const parallelCase cases[] = {
      [](layers& l) { EXPECT_TRUE(ForegroundExpansion(l.field, l.bkgr, l.ROI, 3, 1, 9)); }},
     // The pressure of a double paint from the input and the second layers
     // as sensor and reference, their masks combined.
+    {"MeshSampling", resectSheet},
     {"PressureDouble",
      [](layers& l) {
        auto image = [](const layers& from) {
