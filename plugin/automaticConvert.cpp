@@ -10,6 +10,7 @@
 #include "api/imagesList.h"
 #include "api/numbers.h"
 #include "host/fieldData.h"
+#include "plugin/resectCommands.h"
 #include "host/interaction.h"
 #include "host/project.h"
 #include "plugin/availability.h"
@@ -41,7 +42,6 @@ constexpr const char* labels[stageCount] = {"Dark subtraction: ", "Flat Field Co
                                             "Resection: "};
 
 constexpr const char* noTemperatureCard = "< T > card is of no use\n\n Recheck...";
-constexpr const char* resectionIncomplete = "Resection Data is NOT full!";
 
 std::string& reportStore() {
   static std::string report;
@@ -179,11 +179,9 @@ bool runStageOf(zel::imagesList& list, stage s) {
     case stage::thinning: ForegroundThinningOfResults(list, false); return true;
     case stage::finalFilter: FilterOutputFields(list, false); return true;
     case stage::inSitu: InSituCorrection(list, false); return true;
-    case stage::resectImages:
-    case stage::resectResults:
-      // The mesh of the model is not read by this build: resection has no data.
-      message(resectionIncomplete, false);
-      return true;
+    // A resection that fails has said why; the conversion's fields stand.
+    case stage::resectImages: ResectImagesHandler(list, false); return true;
+    case stage::resectResults: ResectOutputHandler(list, false); return true;
   }
   return true;
 }
