@@ -11,6 +11,7 @@
 #include "dialogs/resectDialog.h"
 #include "host/interaction.h"
 #include "host/project.h"
+#include "host/resectionService.h"
 #include "plugin/availability.h"
 #include "plugin/catalogue.h"
 #include "plugin/frame.h"
@@ -86,9 +87,14 @@ std::string functionNameFor(const zel::field_data<double>& data, std::string nam
   return name;
 }
 
-samplingCounts& lastCounts() {
-  static samplingCounts counts;
-  return counts;
+struct lastRun {
+  std::string function;
+  samplingCounts counts;
+};
+
+lastRun& last() {
+  static lastRun run;
+  return run;
 }
 
 }  // namespace
@@ -144,10 +150,12 @@ bool ResectImage(zel::field_data<double>& data, const resectRun& run, bool showI
   if (!scale) return false;  // calcResectCoefficients has refused such a camera already
   const cameraProjection projection{coefficients, *scale, lens};
   std::vector<std::vector<double>> values;
-  lastCounts() = sampleMesh(data, projection, work, values);
-  data.addFunction(functionNameFor(data, name)).values = std::move(values);
-  zel::get_log().write("Resection: " + name + ": " + std::to_string(lastCounts().seen) + " of " +
-                       std::to_string(lastCounts().nodes) + " nodes seen");
+  const samplingCounts counts = sampleMesh(data, projection, work, values);
+  const std::string function = functionNameFor(data, name);
+  data.addFunction(function).values = std::move(values);
+  last() = {function, counts};
+  zel::get_log().write("Resection: " + function + ": " + std::to_string(counts.seen) + " of " +
+                       std::to_string(counts.nodes) + " nodes seen");
   return true;
 }
 
@@ -195,7 +203,7 @@ bool ResectOutputHandler(zel::imagesList& list, bool interactive) {
   return resectEach(list, interactive, {Irefe_Isens, Pressure, P_Pstat, Cp, T});
 }
 
-const samplingCounts& lastResection() { return lastCounts(); }
+const samplingCounts& lastResection() { return last().counts; }
 
 namespace {
 
@@ -207,6 +215,27 @@ bool ResectOutputCommand(zel::imagesList& list) {
 }
 
 constexpr const char* help = "BConvert.chm::/html/BConvert_resect.htm";
+
+// One image for hosts besides the menu: the dialog once, then the image.
+imageResection resectOne(zel::image& img) {
+  imageResection out;
+  last() = {};
+  bool interactive = true;
+  out.done = ResectCommand(img, interactive);
+  get_field_data().current = nullptr;
+  if (!out.done) return out;
+  const samplingCounts& c = last().counts;
+  out.function = last().function;
+  out.nodes = c.nodes;
+  out.seen = c.seen;
+  out.outside = c.outside;
+  out.hidden = c.hidden;
+  out.facingAway = c.facingAway;
+  out.unusable = c.unusable;
+  return out;
+}
+
+const bool registered = (registerResection(resectOne), true);
 
 const commandRegistration commands[] = {
     commandRegistration({"resect-images", "B Convert", "Resect Images...", "1", help,

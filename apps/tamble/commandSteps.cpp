@@ -53,6 +53,9 @@ void describeRecords(const commandDescriptor& d) {
   if (d.records.empty() && d.asks.empty()) std::puts("  asks:      nothing");
 }
 
+
+}  // namespace
+
 runAnswers answersOf(const stepArgs& a) {
   runAnswers given;
   for (const std::string& word : a.words) given.params.push_back(splitPair(word, "key=value"));
@@ -61,8 +64,6 @@ runAnswers answersOf(const stepArgs& a) {
   for (const std::string& answer : a.answers) given.answers.push_back(answer == "yes");
   return given;
 }
-
-}  // namespace
 
 void commandsStep(session& s, const stepArgs&) {
   const std::vector<menuEntry>& menu = s.plugin().menu();

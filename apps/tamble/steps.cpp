@@ -127,6 +127,14 @@ void defineCalibrate(CLI::App& app, stepArgs& a) {
   app.add_option("options", a.words, "method=1|2, solver=on|off, centre=on|off");
 }
 
+void defineResect(CLI::App& app, stepArgs& a) {
+  imageName(app, a);
+  app.add_option("params", a.words, "key=value for the \"Resection Methods \" dialog");
+  app.add_option("--answer", a.answers, "answers a yes/no question (repeat in order)")
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember({"yes", "no"}));
+}
+
 const stepDef steps[] = {
     {"new", "make a test image", defineNew, newStep},
     {"open", "read images", defineOpen, openStep},
@@ -157,6 +165,7 @@ const stepDef steps[] = {
     {"compare", "print how far an image lies from a true one", defineCompare, compareStep},
     {"calibrate", "a camera's projection from image and model markers; the improved camera file",
      defineCalibrate, calibrateStep},
+    {"resect", "carry an image onto the mesh as a new function", defineResect, resectStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 

@@ -12,6 +12,7 @@ class App;
 namespace tamble::cli {
 
 class session;
+struct runAnswers;
 
 // The arguments of any one step; each step reads the members it defines.
 struct stepArgs {
@@ -67,11 +68,15 @@ void unitsStep(session& s, const stepArgs& a);
 void convertStep(session& s, const stepArgs& a);
 void compareStep(session& s, const stepArgs& a);
 void calibrateStep(session& s, const stepArgs& a);
+void resectStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
 void defineSynth(CLI::App& app, stepArgs& a);
 void synthStep(session& s, const stepArgs& a);
+
+// The answers a step's words give to a command's dialogs and questions.
+runAnswers answersOf(const stepArgs& a);
 
 // "NAME=VALUE" split at its first '='; a usage error without one.
 std::pair<std::string, std::string> splitPair(const std::string& word, const char* form);
