@@ -49,10 +49,17 @@ void cliUi::finishRun(const std::string& label) {
                     (paramsUnused ? " (it showed no parameter dialog)" : ""));
 }
 
+void cliUi::tell(const std::string& kind, const std::string& text) {
+  if (say)
+    say(kind, text);
+  else
+    printBlock(stdout, kind + ": ", text);
+}
+
 void cliUi::flushNotices() {
   if (heldCount == 0) return;
   const std::string times = heldCount > 1 ? " (" + std::to_string(heldCount) + " times)" : "";
-  printBlock(stdout, "notice: ", heldNotice + times);
+  tell("notice", heldNotice + times);
   heldNotice.clear();
   heldCount = 0;
 }
@@ -80,8 +87,8 @@ bool cliUi::message(const std::string& text, bool ask, bool) {
   } else {
     how = " (--unanswered)";
   }
-  printBlock(stdout, "question: ", text);
-  printBlock(stdout, "answer: ", (answer ? "yes" : "no") + how);
+  tell("question", text);
+  tell("answer", (answer ? "yes" : "no") + how);
   return answer;
 }
 
@@ -98,7 +105,7 @@ bool cliUi::editRecord(paramRecord& record) {
     flushNotices();
     std::string text = record.title();
     for (const paramInfo& f : fields) text += "\n" + f.caption;
-    printBlock(stdout, "report: ", text);
+    tell("report", text);
   }
   // The step's key=value words are the inputs of the command's dialog, not
   // of the report that follows it.
@@ -155,7 +162,7 @@ std::vector<std::string> cliUi::chooseFiles(const std::string& title, const std:
 
 // Only for a person watching: a file or pipe gets no progress lines.
 void cliUi::progress(const std::string& what, int percent) {
-  if (!isatty(STDERR_FILENO)) return;
+  if (say || !isatty(STDERR_FILENO)) return;
   std::fprintf(stderr, "\r%s %3d%%%s", what.c_str(), percent, percent >= 100 ? "\n" : "");
   std::fflush(stderr);
 }
