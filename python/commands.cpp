@@ -2,6 +2,7 @@
 // parameters a command's dialogs open with, and running any row with its
 // parameters, answers, image choices and files given as keywords.
 #include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
 
 #include <cmath>
 #include <filesystem>

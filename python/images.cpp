@@ -244,6 +244,15 @@ void bindImages(pyb::module_& m, pyb::class_<sessionHandle>& session) {
           },
           "The current image (the one commands work on), or None.")
       .def(
+          "select",
+          [](const sessionHandle& h, const std::string& name) {
+            cli::stepArgs a;
+            a.name = name;
+            withSession(*h.shared, [&](cli::session& s) { cli::selectStep(s, a); });
+            return imageHandle{h.shared, name};
+          },
+          pyb::arg("name"), "Makes the image `name` the current one, which commands work on.")
+      .def(
           "add_image",
           [](const sessionHandle& h, const std::string& name, pyb::handle field,
              pyb::handle bkgr, pyb::handle roi) {
