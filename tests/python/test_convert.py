@@ -38,8 +38,8 @@ def test_stages_give_the_true_map_to_single_precision(exact_run, name):
 
 
 def test_conversion_of_a_run_against_its_truth(tmp_path):
-    run = tamble.synth(tmp_path, size=256, seed=2)
-    assert run["paint"] == "double" and (run["width"], run["height"]) == (256, 256)
+    run = tamble.synth(tmp_path, size=384, seed=2)
+    assert run["paint"] == "double" and (run["width"], run["height"]) == (384, 384)
     with tamble.Session() as s:
         s.open_project(run["project"])
         assert {"wind_off_sens", "wind_on_sens", "wind_off_refe", "wind_on_refe"} <= set(s.images())
