@@ -11,6 +11,18 @@ See docs/python.md.
 """
 
 import os as _os
+import sys as _sys
+
+# The extension's arrays are NumPy's. It was built for one interpreter
+# (Debian's /usr/bin/python3, which python3-numpy serves): say so rather than
+# fail inside the extension's start.
+try:
+    import numpy as _numpy  # noqa: F401
+except ImportError as _missing:
+    raise ImportError(
+        f"tamble needs NumPy, which {_sys.executable} does not have; the package is built "
+        "for Debian's python3 with python3-numpy: run it with /usr/bin/python3 "
+        "(docs/python.md)") from _missing
 
 from . import _tamble
 from ._tamble import (
