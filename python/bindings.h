@@ -17,9 +17,21 @@ namespace tamble::py {
 
 namespace pyb = pybind11;
 
-// What Python holds: the core, shared with the views lent out of it.
+// What Python holds: the core, shared with the images and views lent out of
+// it. A session that Python lets go of is closed, whatever still refers to
+// its core, so that the next one may open.
 struct sessionHandle {
   std::shared_ptr<core> shared;
+
+  explicit sessionHandle(std::shared_ptr<core> c) : shared(std::move(c)) {}
+  sessionHandle(sessionHandle&&) = default;
+  sessionHandle(const sessionHandle&) = delete;
+  sessionHandle& operator=(const sessionHandle&) = delete;
+  ~sessionHandle() {
+    if (!shared) return;
+    std::lock_guard<std::mutex> lock(shared->busy);
+    shared->close();
+  }
 };
 
 // An image of a session by its name: looked up anew on every use, so that

@@ -93,8 +93,7 @@ cli::stepArgs runArgsOf(const std::string& command, const pyb::kwargs& given) {
 
 std::string wordValue(const std::string& key, pyb::handle value) {
   if (pyb::isinstance<pyb::bool_>(value)) return value.cast<bool>() ? "1" : "0";
-  if (pyb::isinstance<pyb::int_>(value) || pyb::isinstance<pyb::str>(value))
-    return pyb::str(value);
+  if (pyb::isinstance<pyb::int_>(value) || pyb::isinstance<pyb::str>(value)) return pyb::str(value);
   if (pyb::isinstance<pyb::float_>(value)) return pyb::repr(value);
   throw pyb::type_error("'" + key + "' must be a number, True/False or a text; got " +
                         std::string(pyb::str(value.get_type().attr("__name__"))));
@@ -160,7 +159,8 @@ void bindCommands(pyb::module_& m, pyb::class_<sessionHandle>& session) {
           "run",
           [](const sessionHandle& h, const std::string& command, const pyb::kwargs& given) {
             const cli::stepArgs args = runArgsOf(command, given);
-            return noticesOf(withSession(*h.shared, [&](cli::session& s) { cli::runStep(s, args); }));
+            return noticesOf(
+                withSession(*h.shared, [&](cli::session& s) { cli::runStep(s, args); }));
           },
           pyb::arg("command"),
           "Runs a command by its name or label. Keywords: the parameters of its dialogs "

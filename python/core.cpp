@@ -44,8 +44,8 @@ core::core(const sessionOptions& options) {
         "parameters, the parameter store and the host's interface exist once per process");
   try {
     storeFolder = options.store.empty() ? privateStoreFolder() : "";
-    storePath = options.store.empty() ? (fs::path(storeFolder) / "store.ini").string()
-                                      : options.store;
+    storePath =
+        options.store.empty() ? (fs::path(storeFolder) / "store.ini").string() : options.store;
     previousStore = tamble::storePath();
     useStore(storePath);
     if (!options.log.empty() && !(logFile = zel::log_sink().setFile(options.log, false)))

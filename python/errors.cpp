@@ -1,9 +1,10 @@
 // The model's errors as Python exceptions: tamble.Error and one subclass per
 // class of the model, each carrying the model's text, code, source file and
 // line; the host's refusals as tamble.HostError.
+#include "api/errors.h"
+
 #include <Python.h>
 
-#include "api/errors.h"
 #include "apps/synth/options.h"
 #include "apps/tamble/failure.h"
 #include "python/bindings.h"
@@ -12,9 +13,9 @@ namespace tamble::py {
 namespace {
 
 struct errorClass {
-  int code;                // the model's code; -1 for the host's refusals
-  const char* name;        // in the module
-  const char* builtin;     // a builtin base besides tamble.Error, or nullptr
+  int code;             // the model's code; -1 for the host's refusals
+  const char* name;     // in the module
+  const char* builtin;  // a builtin base besides tamble.Error, or nullptr
   const char* doc;
 };
 
@@ -92,7 +93,8 @@ void bindErrors(pyb::module_& m) {
     const errorClass& c = modelClasses[i];
     pyb::tuple bases = pyb::make_tuple(base, builtins.attr(c.builtin));
     classes[i] = newClass(m, c.name, c.doc, bases.ptr());
-    pyb::handle(classes[i]).attr("code") = c.code < 0 ? pyb::object(pyb::none()) : pyb::int_(c.code);
+    pyb::handle(classes[i]).attr("code") =
+        c.code < 0 ? pyb::object(pyb::none()) : pyb::int_(c.code);
   }
   pyb::register_exception_translator(translate);
 }

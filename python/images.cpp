@@ -31,8 +31,7 @@ const char* dtypeName() {
 
 std::string shapeText(const pyb::array& a) {
   std::string text = "(";
-  for (pyb::ssize_t i = 0; i < a.ndim(); ++i)
-    text += (i ? ", " : "") + std::to_string(a.shape(i));
+  for (pyb::ssize_t i = 0; i < a.ndim(); ++i) text += (i ? ", " : "") + std::to_string(a.shape(i));
   return text + (a.ndim() == 1 ? ",)" : ")");
 }
 
@@ -66,7 +65,8 @@ pyb::array_t<T> checkedArray(const char* what, pyb::handle given, pyb::ssize_t h
 
 template <class T>
 void copyInto(zel::arrayStore<T, 2>& layer, const pyb::array_t<T>& values) {
-  if (layer.count) std::memcpy(static_cast<void*>(layer.data), values.data(), layer.count * sizeof(T));
+  if (layer.count)
+    std::memcpy(static_cast<void*>(layer.data), values.data(), layer.count * sizeof(T));
 }
 
 // A view of the layer that writes go through; the block stays alive as long
@@ -105,8 +105,8 @@ pyb::array layerView(const imageHandle& h, zel::arrayStore<T, 2>& (zel::image::*
 }
 
 template <class T>
-void setLayer(const imageHandle& h, zel::arrayStore<T, 2>& (zel::image::*layer)(),
-              const char* what, pyb::handle values) {
+void setLayer(const imageHandle& h, zel::arrayStore<T, 2>& (zel::image::*layer)(), const char* what,
+              pyb::handle values) {
   withImage(h, [&](zel::image& img) {
     copyInto((img.*layer)(), checkedArray<T>(what, values, img.height(), img.width()));
     return 0;
@@ -164,20 +164,24 @@ void bindImages(pyb::module_& m, pyb::class_<sessionHandle>& session) {
                            "An image of a session, found by its name at each use. The layers "
                            "are NumPy views of the image's own memory: a write through them "
                            "changes the image.")
-      .def_property_readonly("name", [](const imageHandle& h) { return h.name; },
-                             "The image's name (that of its field layer).")
+      .def_property_readonly(
+          "name", [](const imageHandle& h) { return h.name; },
+          "The image's name (that of its field layer).")
       .def_property_readonly(
           "shape",
           [](const imageHandle& h) {
-            return withImage(h, [](zel::image& img) {
-              return pyb::make_tuple(img.height(), img.width());
-            });
+            return withImage(
+                h, [](zel::image& img) { return pyb::make_tuple(img.height(), img.width()); });
           },
           "(height, width), as the layers' arrays have it.")
-      .def_property_readonly(
-          "width", [](const imageHandle& h) { return withImage(h, [](zel::image& img) { return img.width(); }); })
-      .def_property_readonly(
-          "height", [](const imageHandle& h) { return withImage(h, [](zel::image& img) { return img.height(); }); })
+      .def_property_readonly("width",
+                             [](const imageHandle& h) {
+                               return withImage(h, [](zel::image& img) { return img.width(); });
+                             })
+      .def_property_readonly("height",
+                             [](const imageHandle& h) {
+                               return withImage(h, [](zel::image& img) { return img.height(); });
+                             })
       .def_property(
           "field", [](const imageHandle& h) { return layerView(h, &zel::image::field); },
           [](const imageHandle& h, pyb::handle v) { setLayer(h, &zel::image::field, "field", v); },
@@ -254,8 +258,8 @@ void bindImages(pyb::module_& m, pyb::class_<sessionHandle>& session) {
           pyb::arg("name"), "Makes the image `name` the current one, which commands work on.")
       .def(
           "add_image",
-          [](const sessionHandle& h, const std::string& name, pyb::handle field,
-             pyb::handle bkgr, pyb::handle roi) {
+          [](const sessionHandle& h, const std::string& name, pyb::handle field, pyb::handle bkgr,
+             pyb::handle roi) {
             const auto values = checkedArray<float>("field", field);
             const pyb::ssize_t height = values.shape(0), width = values.shape(1);
             std::optional<pyb::array_t<bool>> background, region;
@@ -263,8 +267,8 @@ void bindImages(pyb::module_& m, pyb::class_<sessionHandle>& session) {
             if (!roi.is_none()) region = checkedArray<bool>("roi", roi, height, width);
             withSession(*h.shared, [&](cli::session& s) {
               s.checkNewName(name);
-              auto img = std::make_unique<zel::image>(static_cast<int>(width),
-                                                      static_cast<int>(height));
+              auto img =
+                  std::make_unique<zel::image>(static_cast<int>(width), static_cast<int>(height));
               img->setFieldName(name);
               img->fileInfo.name = name + ".tif";
               copyInto(img->field(), values);

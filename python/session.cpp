@@ -30,7 +30,8 @@ pyb::dict reportOf(const std::string& text) {
   while (std::getline(lines, line)) {
     const std::size_t colon = line.rfind(": ");
     if (colon == std::string::npos) continue;
-    const auto seconds = zel::parseNumber(line.substr(colon + 2, line.find(' ', colon + 2) - colon - 2));
+    const auto seconds =
+        zel::parseNumber(line.substr(colon + 2, line.find(' ', colon + 2) - colon - 2));
     if (seconds) stages[pyb::str(line.substr(0, colon))] = *seconds;
   }
   return stages;
@@ -84,7 +85,7 @@ void bindSession(pyb::module_& m) {
              o.plugin = plugin ? plugin->string() : pluginBeside;
              o.unanswered = unanswered;
              o.log = log ? log->string() : "";
-             return sessionHandle{std::make_shared<core>(o)};
+             return sessionHandle(std::make_shared<core>(o));
            }),
            pyb::kw_only(), pyb::arg("store") = pyb::none(), pyb::arg("plugin") = pyb::none(),
            pyb::arg("unanswered") = "error", pyb::arg("log") = pyb::none(),
@@ -94,13 +95,13 @@ void bindSession(pyb::module_& m) {
            "gave no answer for gets: 'error' (a HostError), 'yes' or 'no'. log: a log file to "
            "append to.")
       .def(
-          "close",
-          [](const sessionHandle& h) { closeCore(*h.shared); },
+          "close", [](const sessionHandle& h) { closeCore(*h.shared); },
           "Closes the project, drops the images and frees the process for another session. "
           "Views taken before stay valid (they keep their memory) but belong to no image.")
       .def_property_readonly("closed", [](const sessionHandle& h) { return !h.shared->isOpen(); })
       .def_property_readonly(
-          "store", [](const sessionHandle& h) { return std::filesystem::path(h.shared->storeFile()); },
+          "store",
+          [](const sessionHandle& h) { return std::filesystem::path(h.shared->storeFile()); },
           "The parameter store file this session reads and writes.")
       .def("__enter__", [](pyb::object self) { return self; })
       .def("__exit__", [](const sessionHandle& h, pyb::args) { closeCore(*h.shared); });
@@ -118,7 +119,8 @@ void bindProjects(pyb::class_<sessionHandle>& session) {
             cli::stepArgs a;
             a.file = path.string();
             if (paint) a.words.push_back("m_type=" + *paint);
-            return noticesOf(withSession(*h.shared, [&](cli::session& s) { cli::projectStep(s, a); }));
+            return noticesOf(
+                withSession(*h.shared, [&](cli::session& s) { cli::projectStep(s, a); }));
           },
           pyb::arg("path"), pyb::arg("paint") = pyb::none(),
           "Opens a project (.vur): its images come into the list under their fixed names "
@@ -128,7 +130,8 @@ void bindProjects(pyb::class_<sessionHandle>& session) {
       .def(
           "close_project",
           [](const sessionHandle& h) {
-            return noticesOf(withSession(*h.shared, [](cli::session& s) { cli::closeProjectStep(s, {}); }));
+            return noticesOf(
+                withSession(*h.shared, [](cli::session& s) { cli::closeProjectStep(s, {}); }));
           },
           "Closes the project (\"Close Project\").")
       .def(
@@ -155,7 +158,8 @@ void bindProjects(pyb::class_<sessionHandle>& session) {
                 if (s.list.find(name)) present.push_back(name);
             });
             pyb::dict out;
-            for (const std::string& name : present) out[pyb::str(name)] = imageHandle{h.shared, name};
+            for (const std::string& name : present)
+              out[pyb::str(name)] = imageHandle{h.shared, name};
             return out;
           },
           "The result images there are (Irefe_Isens, Pressure, P_Pstat, Cp, T), by name.");

@@ -44,6 +44,18 @@ def test_a_second_open_session_is_refused(session):
         assert again.images() == []  # a session starts without the old one's images
 
 
+def test_a_session_let_go_of_is_closed_though_its_views_live():
+    s = tamble.Session()
+    image = s.add_image("a", __import__("numpy").ones((2, 2), "float32"))
+    field = image.field
+    del s
+    with tamble.Session() as again:
+        assert again.images() == []
+    assert field.sum() == 4.0
+    with pytest.raises(tamble.HostError, match="the session is closed"):
+        image.field
+
+
 def test_a_closed_session_refuses_work(session):
     session.close()
     assert session.closed
