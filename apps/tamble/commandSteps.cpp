@@ -206,8 +206,8 @@ void projectStep(session& s, const stepArgs& a) {
     if (title != "SingleLayer Paint Type" || answered || at == std::string::npos) continue;
     const bool temperature = values.compare(at, 8, "m_type=1") == 0;
     s.ui.tell("note", std::string("a single paint, taken as ") +
-                          (temperature ? "temperature" : "pressure") + " paint (m_type=" +
-                          (temperature ? 'T' : 'P') +
+                          (temperature ? "temperature" : "pressure") +
+                          " paint (m_type=" + (temperature ? 'T' : 'P') +
                           ", the stored answer); give m_type=P or m_type=T to choose");
   }
 }

@@ -80,3 +80,11 @@ def test_synthetic_run_options_are_checked(tmp_path, options, words):
     with pytest.raises(ValueError, match=words):
         tamble.synth(tmp_path, **options)
     assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("paint, noted", [(None, True), ("P", False), ("T", False)])
+def test_a_single_paints_kind_is_asked_by_keyword(tmp_path, paint, noted):
+    run = tamble.synth(tmp_path, paint="single", size=64, markers=0)
+    with tamble.Session() as s:
+        told = s.open_project(run["project"], paint=paint)
+    assert any("a single paint, taken as pressure paint" in t for t in told) == noted
