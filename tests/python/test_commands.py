@@ -12,28 +12,35 @@ A = ramp()
 B = numpy.full((6, 8), 4.0, numpy.float32)
 
 
+NO_BACKGROUND = numpy.zeros(A.shape, bool)
+
+
 @pytest.mark.parametrize(
-    "command, parameters, expected",
+    "command, parameters, expected, background",
     [
         # a float and a radio by its value
-        ("arithmetic", {"m_constant": 2.5, "af": 3}, A * numpy.float32(2.5)),
+        ("arithmetic", {"m_constant": 2.5, "af": 3}, A * numpy.float32(2.5), NO_BACKGROUND),
         # the key without its m_ and the radio by its label
-        ("arithmetic", {"constant": 2.5, "af": "Multiply"}, A * numpy.float32(2.5)),
+        ("arithmetic", {"constant": 2.5, "af": "Multiply"}, A * numpy.float32(2.5), NO_BACKGROUND),
         # an int given for a float
-        ("arithmetic", {"m_constant": -3, "af": "Subtract"}, A + 3),
-        # check boxes as True/False, ints of the record
+        ("arithmetic", {"m_constant": -3, "af": "Subtract"}, A + 3, NO_BACKGROUND),
+        # check boxes as True/False
         ("cut-off-intensities",
          {"m_key_min": True, "m_key_max": True, "m_Cut_Min_Value": 10.0, "m_Cut_Max_Value": 20.0},
-         numpy.clip(A, 10, 20)),
+         numpy.clip(A, 10, 20), NO_BACKGROUND),
         ("cut-off-intensities",
          {"m_key_min": False, "m_key_max": True, "m_Cut_Max_Value": 20.0},
-         numpy.minimum(A, 20)),
+         numpy.minimum(A, 20), NO_BACKGROUND),
+        # doubles: below low is background, above high is held at high
+        ("filter-threshold", {"m_kind": "None", "m_low": 10.5, "m_high": 20.25},
+         numpy.minimum(A, numpy.float32(20.25)), A < 10.5),
     ],
 )
-def test_parameters_reach_the_command(session, command, parameters, expected):
+def test_parameters_reach_the_command(session, command, parameters, expected, background):
     image = session.add_image("a", A)
     session.run(command, **parameters)
     numpy.testing.assert_array_equal(image.field, expected)
+    numpy.testing.assert_array_equal(image.bkgr, background)
 
 
 def test_parameters_of_a_stored_record_are_kept_for_the_next_opening(session):
