@@ -55,6 +55,11 @@ core::core(const sessionOptions& options) {
     cli->ui.say = [this](const std::string& kind, const std::string& text) {
       told.emplace_back(kind, text);
     };
+    cli->ui.answerWord = [](const std::string& kind, const std::string& value) {
+      if (kind == "answer")
+        return std::string("answers=[") + (value == "no" ? "False" : "True") + "]";
+      return kind + "='" + value + "'";
+    };
     if (!options.plugin.empty()) cli->loadPlugin(options.plugin);
   } catch (...) {
     close();

@@ -40,9 +40,9 @@ void cliUi::finishRun(const std::string& label) {
   const bool paramsUnused = dialogs == 0 && !pending.params.empty();
   if (paramsUnused)
     for (const auto& [key, value] : pending.params) unused.push_back(key + "=" + value);
-  for (const std::string& name : pending.images) unused.push_back("--image " + name);
-  for (const std::string& path : pending.files) unused.push_back("--file " + path);
-  for (bool answer : pending.answers) unused.push_back(answer ? "--answer yes" : "--answer no");
+  for (const std::string& name : pending.images) unused.push_back(answerWord("image", name));
+  for (const std::string& path : pending.files) unused.push_back(answerWord("file", path));
+  for (bool answer : pending.answers) unused.push_back(answerWord("answer", answer ? "yes" : "no"));
   pending = {};
   if (!unused.empty())
     throw stepError("'" + label + "' ran without asking for " + listed(unused) +
@@ -122,7 +122,8 @@ bool cliUi::editRecord(paramRecord& record) {
 
 int cliUi::chooseImage(const std::string& title, const std::vector<std::string>& entries, int) {
   if (pending.images.empty())
-    throw stepError("the command asks to choose an image (" + title + "); give --image NAME");
+    throw stepError("the command asks to choose an image (" + title + "); give " +
+                    answerWord("image", "NAME"));
   const std::string name = pending.images.front();
   pending.images.pop_front();
   std::vector<std::string> names;
@@ -136,7 +137,8 @@ int cliUi::chooseImage(const std::string& title, const std::vector<std::string>&
 
 std::string cliUi::takeFile(const std::string& title, bool save) {
   if (pending.files.empty())
-    throw stepError("the command asks for a file (" + title + "); give --file PATH");
+    throw stepError("the command asks for a file (" + title + "); give " +
+                    answerWord("file", "PATH"));
   std::string path = pending.files.front();
   pending.files.pop_front();
   if (save)
@@ -150,7 +152,7 @@ std::string cliUi::chooseFile(const std::string& title, const std::string&, bool
                               const std::string& proposed) {
   if (pending.files.empty() && !proposed.empty())
     throw stepError("the command asks for a file (" + title + ", proposing " + proposed +
-                    "); give --file PATH");
+                    "); give " + answerWord("file", "PATH"));
   return takeFile(title, save);
 }
 

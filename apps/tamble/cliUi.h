@@ -41,6 +41,11 @@ class cliUi : public HostUi {
   // as "<kind>: <text>"; a host without a terminal (the Python package)
   // collects it instead. Kinds: notice, question, answer, report, note.
   std::function<void(const std::string& kind, const std::string& text)> say;
+  // How the user gives an answer of a kind ("image", "file", "answer") with a
+  // value, in the messages that ask for one or find one unused: the command
+  // line's options ("--image NAME") unless the host says otherwise.
+  std::function<std::string(const std::string& kind, const std::string& value)> answerWord =
+      [](const std::string& kind, const std::string& value) { return "--" + kind + " " + value; };
   // Tells `text` through `say`, or prints it.
   void tell(const std::string& kind, const std::string& text);
 
