@@ -2,6 +2,7 @@
 
 import builtins
 import os
+import pathlib
 from types import TracebackType
 from typing import Any, Literal, Optional, Sequence, Union
 
@@ -87,7 +88,7 @@ class Session:
     @property
     def closed(self) -> bool: ...
     @property
-    def store(self) -> os.PathLike[str]: ...
+    def store(self) -> pathlib.Path: ...
     # images
     def images(self) -> list[str]: ...
     def image(self, name: str) -> Image: ...
