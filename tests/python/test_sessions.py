@@ -75,3 +75,26 @@ def test_private_store_goes_with_the_session(tmp_path):
         s.add_image("a", __import__("numpy").ones((8, 8), "float32"))
         s.run("median-filter", diameter=5)
     assert "[Median]" in given.read_text()
+
+
+def test_log_file_holds_commands_and_errors(tmp_path):
+    log = tmp_path / "tamble.log"
+    with tamble.Session(log=log) as s:
+        s.add_image("a", __import__("numpy").ones((8, 8), "float32"))
+        s.run("median-filter", diameter=3)
+        with pytest.raises(tamble.FileError):
+            s.open(tmp_path / "missing.tif")
+    text = log.read_text()
+    assert "tamble: run Edit/Median Filter..." in text
+    assert "missing.tif: file not found in:" in text
+
+
+@pytest.mark.parametrize(
+    "options, words",
+    [({"unanswered": "maybe"}, "is none of error, yes, no"),
+     ({"plugin": "/nowhere/libtamble.so"}, "cannot load the plug-in"),
+     ({"log": "/nowhere/tamble.log"}, "cannot open the log file")])
+def test_wrong_session_options_are_refused_and_leave_the_process_free(options, words):
+    with pytest.raises(tamble.HostError, match=words):
+        tamble.Session(**options)
+    tamble.Session().close()  # the refused one did not stay open
