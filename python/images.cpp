@@ -22,8 +22,6 @@ struct markerRow {
 
 namespace {
 
-using layerName = const char*;
-
 template <class T>
 const char* dtypeName() {
   return std::is_same_v<T, float> ? "float32" : "bool";
@@ -45,7 +43,7 @@ pyb::array_t<T> checkedArray(const char* what, pyb::handle given, pyb::ssize_t h
     throw pyb::type_error(std::string(what) + " must be a numpy.ndarray of " + dtypeName<T>() +
                           "; got " + std::string(pyb::str(given.get_type().attr("__name__"))));
   const pyb::array a = pyb::reinterpret_borrow<pyb::array>(given);
-  if (!a.dtype().is(pyb::dtype::of<T>()))
+  if (!pyb::array_t<T>::check_(a))  // the same type and byte order
     throw pyb::type_error(std::string(what) + " must be " + dtypeName<T>() + "; got " +
                           std::string(pyb::str(a.dtype())) + " (convert it with .astype(numpy." +
                           (std::is_same_v<T, float> ? "float32" : "bool_") + "))");

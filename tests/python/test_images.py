@@ -61,6 +61,7 @@ def test_new_image_copies_its_arrays_and_becomes_current(session):
     [
         (ramp().astype(numpy.float64), TypeError, "must be float32; got float64"),
         (ramp().astype(numpy.int32), TypeError, "must be float32; got int32"),
+        (ramp().astype(">f4"), TypeError, "must be float32; got >f4"),  # the other byte order
         (ramp()[:, ::2], ValueError, "must be C-contiguous"),
         (ramp().T, ValueError, "must be C-contiguous"),
         (ramp().ravel(), ValueError, "must be 2-D (height, width); got shape (48,)"),
