@@ -92,9 +92,13 @@ cli::stepArgs runArgsOf(const std::string& command, const pyb::kwargs& given) {
 }  // namespace
 
 std::string wordValue(const std::string& key, pyb::handle value) {
+  if (pyb::isinstance<pyb::str>(value)) return pyb::str(value);
   if (pyb::isinstance<pyb::bool_>(value)) return value.cast<bool>() ? "1" : "0";
-  if (pyb::isinstance<pyb::int_>(value) || pyb::isinstance<pyb::str>(value)) return pyb::str(value);
-  if (pyb::isinstance<pyb::float_>(value)) return pyb::repr(value);
+  // Python's and NumPy's integers and floats alike.
+  if (PyIndex_Check(value.ptr()))
+    return pyb::str(pyb::int_(pyb::reinterpret_borrow<pyb::object>(value)));
+  if (pyb::hasattr(value, "__float__"))
+    return pyb::repr(pyb::float_(pyb::reinterpret_borrow<pyb::object>(value)));
   throw pyb::type_error("'" + key + "' must be a number, True/False or a text; got " +
                         std::string(pyb::str(value.get_type().attr("__name__"))));
 }

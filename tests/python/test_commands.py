@@ -24,6 +24,9 @@ NO_BACKGROUND = numpy.zeros(A.shape, bool)
         ("arithmetic", {"constant": 2.5, "af": "Multiply"}, A * numpy.float32(2.5), NO_BACKGROUND),
         # an int given for a float
         ("arithmetic", {"m_constant": -3, "af": "Subtract"}, A + 3, NO_BACKGROUND),
+        # NumPy's numbers
+        ("arithmetic", {"m_constant": numpy.float32(0.5), "af": numpy.int64(4)},
+         A / numpy.float32(0.5), NO_BACKGROUND),
         # check boxes as True/False
         ("cut-off-intensities",
          {"m_key_min": True, "m_key_max": True, "m_Cut_Min_Value": 10.0, "m_Cut_Max_Value": 20.0},
