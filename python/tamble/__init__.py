@@ -46,6 +46,8 @@ _beside = _os.path.join(_os.path.dirname(__file__), "libtamble.so")
 if _os.path.exists(_beside) and not _os.environ.get("TAMBLE_PLUGIN"):
     _tamble._use_plugin_beside(_beside)
 
+# tamble.IndexError is left out of `import *`, which would hide the builtin
+# IndexError of the importing module.
 __all__ = [
     "MARKER_DTYPE",
     "AlgoError",
@@ -55,7 +57,6 @@ __all__ = [
     "FileError",
     "HostError",
     "Image",
-    "IndexError",
     "Session",
     "StateError",
     "synth",
