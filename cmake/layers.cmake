@@ -30,6 +30,7 @@ set(TAMBLE_LAYER_PATHS
   plugin/commandTable.cpp   plugin-library
   plugin/tableRows.cpp      plugin-library
   apps/                     hosts
+  python/                   python-host
   bench/                    bench
   tests/                    tests)
 
@@ -47,6 +48,10 @@ set(TAMBLE_LAYER_USES_host-ui        model host-core)
 set(TAMBLE_LAYER_USES_commands       model host-core routines host-ui)
 set(TAMBLE_LAYER_USES_plugin-library model host-core routines host-ui commands)
 set(TAMBLE_LAYER_USES_hosts          model host-core host-ui)
+# The Python package is a host built on the command line's session; a layer
+# of its own because it is built only where pybind11 is (not under the
+# sanitizers), and a layer without libraries is not required to build.
+set(TAMBLE_LAYER_USES_python-host    model host-core host-ui hosts)
 set(TAMBLE_LAYER_USES_bench          model host-core routines host-ui commands plugin-library hosts)
 set(TAMBLE_LAYER_USES_tests          model host-core routines host-ui commands plugin-library hosts
                                      bench)

@@ -40,19 +40,26 @@ void cliUi::finishRun(const std::string& label) {
   const bool paramsUnused = dialogs == 0 && !pending.params.empty();
   if (paramsUnused)
     for (const auto& [key, value] : pending.params) unused.push_back(key + "=" + value);
-  for (const std::string& name : pending.images) unused.push_back("--image " + name);
-  for (const std::string& path : pending.files) unused.push_back("--file " + path);
-  for (bool answer : pending.answers) unused.push_back(answer ? "--answer yes" : "--answer no");
+  for (const std::string& name : pending.images) unused.push_back(answerWord("image", name));
+  for (const std::string& path : pending.files) unused.push_back(answerWord("file", path));
+  for (bool answer : pending.answers) unused.push_back(answerWord("answer", answer ? "yes" : "no"));
   pending = {};
   if (!unused.empty())
     throw stepError("'" + label + "' ran without asking for " + listed(unused) +
                     (paramsUnused ? " (it showed no parameter dialog)" : ""));
 }
 
+void cliUi::tell(const std::string& kind, const std::string& text) {
+  if (say)
+    say(kind, text);
+  else
+    printBlock(stdout, kind + ": ", text);
+}
+
 void cliUi::flushNotices() {
   if (heldCount == 0) return;
   const std::string times = heldCount > 1 ? " (" + std::to_string(heldCount) + " times)" : "";
-  printBlock(stdout, "notice: ", heldNotice + times);
+  tell("notice", heldNotice + times);
   heldNotice.clear();
   heldCount = 0;
 }
@@ -80,8 +87,8 @@ bool cliUi::message(const std::string& text, bool ask, bool) {
   } else {
     how = " (--unanswered)";
   }
-  printBlock(stdout, "question: ", text);
-  printBlock(stdout, "answer: ", (answer ? "yes" : "no") + how);
+  tell("question", text);
+  tell("answer", (answer ? "yes" : "no") + how);
   return answer;
 }
 
@@ -98,7 +105,7 @@ bool cliUi::editRecord(paramRecord& record) {
     flushNotices();
     std::string text = record.title();
     for (const paramInfo& f : fields) text += "\n" + f.caption;
-    printBlock(stdout, "report: ", text);
+    tell("report", text);
   }
   // The step's key=value words are the inputs of the command's dialog, not
   // of the report that follows it.
@@ -115,7 +122,8 @@ bool cliUi::editRecord(paramRecord& record) {
 
 int cliUi::chooseImage(const std::string& title, const std::vector<std::string>& entries, int) {
   if (pending.images.empty())
-    throw stepError("the command asks to choose an image (" + title + "); give --image NAME");
+    throw stepError("the command asks to choose an image (" + title + "); give " +
+                    answerWord("image", "NAME"));
   const std::string name = pending.images.front();
   pending.images.pop_front();
   std::vector<std::string> names;
@@ -129,7 +137,8 @@ int cliUi::chooseImage(const std::string& title, const std::vector<std::string>&
 
 std::string cliUi::takeFile(const std::string& title, bool save) {
   if (pending.files.empty())
-    throw stepError("the command asks for a file (" + title + "); give --file PATH");
+    throw stepError("the command asks for a file (" + title + "); give " +
+                    answerWord("file", "PATH"));
   std::string path = pending.files.front();
   pending.files.pop_front();
   if (save)
@@ -143,7 +152,7 @@ std::string cliUi::chooseFile(const std::string& title, const std::string&, bool
                               const std::string& proposed) {
   if (pending.files.empty() && !proposed.empty())
     throw stepError("the command asks for a file (" + title + ", proposing " + proposed +
-                    "); give --file PATH");
+                    "); give " + answerWord("file", "PATH"));
   return takeFile(title, save);
 }
 
@@ -155,7 +164,7 @@ std::vector<std::string> cliUi::chooseFiles(const std::string& title, const std:
 
 // Only for a person watching: a file or pipe gets no progress lines.
 void cliUi::progress(const std::string& what, int percent) {
-  if (!isatty(STDERR_FILENO)) return;
+  if (say || !isatty(STDERR_FILENO)) return;
   std::fprintf(stderr, "\r%s %3d%%%s", what.c_str(), percent, percent >= 100 ? "\n" : "");
   std::fflush(stderr);
 }

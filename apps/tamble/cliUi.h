@@ -37,6 +37,17 @@ class cliUi : public HostUi {
   std::function<bool(const std::string&)> noticeTaker;
   // The records the dialogs of the present step closed with, as described.
   std::vector<std::pair<std::string, std::string>> shownDialogs;  // title, values
+  // Where what the user is told goes: by default printed on standard output
+  // as "<kind>: <text>"; a host without a terminal (the Python package)
+  // collects it instead. Kinds: notice, question, answer, report, note.
+  std::function<void(const std::string& kind, const std::string& text)> say;
+  // How the user gives an answer of a kind ("image", "file", "answer") with a
+  // value, in the messages that ask for one or find one unused: the command
+  // line's options ("--image NAME") unless the host says otherwise.
+  std::function<std::string(const std::string& kind, const std::string& value)> answerWord =
+      [](const std::string& kind, const std::string& value) { return "--" + kind + " " + value; };
+  // Tells `text` through `say`, or prints it.
+  void tell(const std::string& kind, const std::string& text);
 
   // Hands over the answers of a step before its command runs.
   void startRun(runAnswers given);
@@ -56,6 +67,7 @@ class cliUi : public HostUi {
                          const std::string& proposed) override;
   std::vector<std::string> chooseFiles(const std::string& title,
                                        const std::string& filter) override;
+  // On a terminal only, and never when `say` collects what is told.
   void progress(const std::string& what, int percent) override;
   // Nothing to show on a command line.
   void waitCursor(bool) override {}

@@ -206,9 +206,10 @@ void projectStep(session& s, const stepArgs& a) {
     const std::size_t at = values.find("m_type=");
     if (title != "SingleLayer Paint Type" || answered || at == std::string::npos) continue;
     const bool temperature = values.compare(at, 8, "m_type=1") == 0;
-    std::printf("note: a single paint, taken as %s paint (m_type=%c, the stored answer); give "
-                "m_type=P or m_type=T to choose\n",
-                temperature ? "temperature" : "pressure", temperature ? 'T' : 'P');
+    s.ui.tell("note", std::string("a single paint, taken as ") +
+                          (temperature ? "temperature" : "pressure") +
+                          " paint (m_type=" + (temperature ? 'T' : 'P') +
+                          ", the stored answer); give m_type=P or m_type=T to choose");
   }
 }
 

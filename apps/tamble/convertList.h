@@ -20,7 +20,15 @@ std::vector<std::string> readProjectList(const std::string& file);
 void convertMany(session& s, const std::vector<std::string>& projects,
                  const std::vector<std::string>& words, int jobs);
 
-// One project in this process (convertStep.cpp).
+// One project in this process (convertStep.cpp): opened, converted, its
+// results saved, the stage report told.
 void convertOne(session& s, const std::string& project, const std::vector<std::string>& words);
+
+// The project open in `s` converted with the stage parameters of `words`
+// (key=value, "Section.key=value") written to the store first, and its
+// results saved. Answers the stage report; a stepError naming `project` when
+// the run stopped before its end, a usageError for a word no stage takes.
+std::string convertOpened(session& s, const std::string& project,
+                          const std::vector<std::string>& words);
 
 }  // namespace tamble::cli

@@ -102,17 +102,16 @@ void runCommand(session& s, const char* name, std::vector<std::string> words = {
   runStep(s, run);
 }
 
-// Runs the scenario and answers whether it went through: the report it
-// shows at its end is taken here and printed as the step's report.
-bool runScenario(session& s) {
+// Runs the scenario and answers the report it shows at its end, which is
+// taken here; empty when the run did not go through.
+std::string runScenario(session& s) {
   zel::vurStr& project = get_vur();
   const bool noReport = project.no_report;
   project.no_report = false;  // the report tells that the run went through
-  bool reported = false;
-  s.ui.noticeTaker = [&reported](const std::string& text) {
+  std::string report;
+  s.ui.noticeTaker = [&report](const std::string& text) {
     if (text.rfind(reportStart, 0) != 0) return false;
-    reported = true;
-    printBlock(stdout, "report: ", text);
+    report = text;
     return true;
   };
   try {
@@ -124,7 +123,7 @@ bool runScenario(session& s) {
   }
   s.ui.noticeTaker = nullptr;
   project.no_report = noReport;
-  return reported;
+  return report;
 }
 
 // Saving replaces the results of an earlier conversion of the run without
@@ -144,27 +143,28 @@ void saveResults(session& s) {
 }  // namespace
 
 void convertOne(session& s, const std::string& project, const std::vector<std::string>& words) {
-  std::vector<std::string> opening;
-  std::vector<stageParameter> staged;
-  for (const std::string& word : words) {
-    const stageParameter p = parameterOf(word);
-    if (forOpening(p))
-      opening.push_back(word);
-    else
-      staged.push_back(p);
-  }
+  std::vector<std::string> opening, staged;
+  for (const std::string& word : words)
+    (forOpening(parameterOf(word)) ? opening : staged).push_back(word);
   stepArgs open;
   open.file = project;
   open.words = opening;
   projectStep(s, open);
+  s.ui.tell("report", convertOpened(s, project, staged));
+}
+
+std::string convertOpened(session& s, const std::string& project,
+                          const std::vector<std::string>& words) {
   // After the opening, which gives the store the project's parameters.
   std::vector<std::unique_ptr<paramRecord>> records = stageRecordsOf(s);
-  for (const stageParameter& p : staged) storeParameter(records, p);
-  if (!runScenario(s))
+  for (const std::string& word : words) storeParameter(records, parameterOf(word));
+  const std::string report = runScenario(s);
+  if (report.empty())
     throw stepError(project +
                     ": the conversion stopped before its end (a refused scenario or references, "
                     "or an image that could not be aligned; see above); nothing was saved");
   saveResults(s);
+  return report;
 }
 
 void convertStep(session& s, const stepArgs& a) {

@@ -45,18 +45,6 @@ void fillImage(zel::image& img, const std::vector<std::string>& words) {
       img.field()(x, y) = patternValue(text, x, y, img.width(), img.height());
 }
 
-void checkNewName(const session& s, const std::string& name) {
-  if (name.empty()) throw usageError("an image needs a name");
-  if (s.list.find(name)) throw stepError("an image named '" + name + "' is open already");
-}
-
-// New images are one host undo step per step: the check point stops it.
-void addImage(session& s, std::unique_ptr<zel::image> img, const std::string& step) {
-  s.list.checkPoint(step);
-  s.list.addImage(img.release());
-  s.list.selectLast();
-}
-
 zel::arrayStore<bool, 2>& layerOf(zel::image& img, const std::string& layer) {
   return layer == "bkgr" ? img.bkgr() : img.ROI();
 }
@@ -111,26 +99,19 @@ const char* flagAt(const zel::arrayStore<bool, 2>* layer, int x, int y) {
 }  // namespace
 
 void newStep(session& s, const stepArgs& a) {
-  checkNewName(s, a.name);
+  s.checkNewName(a.name);
   auto img = std::make_unique<zel::image>(a.width, a.height);
   img->setFieldName(a.name);
   img->fileInfo.name = a.name + ".tif";
   fillImage(*img, a.words);
-  addImage(s, std::move(img), "new " + a.name);
+  s.addImage(std::move(img), "new " + a.name);
 }
 
-// A name given is checked before the file is read; the file's own after.
 void openStep(session& s, const stepArgs& a) {
   for (const std::string& word : a.words) {
     const std::size_t equals = word.find('=');
     const bool named = equals != std::string::npos;
-    const std::string path = named ? word.substr(equals + 1) : word;
-    if (named) checkNewName(s, word.substr(0, equals));
-    std::unique_ptr<zel::image> img = read_image(path);
-    s.inputs.add(path);
-    if (named) img->setFieldName(word.substr(0, equals));
-    checkNewName(s, img->fieldName());
-    addImage(s, std::move(img), "open " + path);
+    s.openImage(named ? word.substr(equals + 1) : word, named ? word.substr(0, equals) : "");
   }
 }
 
@@ -158,9 +139,7 @@ void imagesStep(session& s, const stepArgs&) {
 void saveStep(session& s, const stepArgs& a) {
   for (const std::string& word : a.words) {
     const auto [name, path] = splitPair(word, "NAME=FILE");
-    const zel::image& img = s.image(name);
-    s.inputs.checkWritable(path);
-    write_image(path, img);
+    s.saveImage(name, path);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include "apps/tamble/failure.h"
 #include "host/command.h"
@@ -33,6 +34,21 @@ void checkAgreement(const std::vector<menuEntry>& menu, const plg2dapiInfo& tabl
   if (!agree) throw stepError(path + ": the commands it describes differ from its command table");
 }
 
+// The menu each library registered when it was loaded, by its handle: a
+// library opened again (by a later session, after another plug-in) does not
+// register anew, and the registry then holds the other one's menu.
+std::vector<menuEntry> menuOf(const std::string& path, void*& library) {
+  static std::map<void*, std::vector<menuEntry>> menus;
+  void* before = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (!before) registerMenu(nullptr);  // what registers while it loads is its own
+  library = dlopen(path.c_str(), RTLD_NOW);
+  if (before) dlclose(before);  // only the count that NOLOAD added
+  if (!library) return {};
+  auto [at, fresh] = menus.try_emplace(library);
+  if (fresh) at->second = registeredMenu();
+  return at->second;
+}
+
 }  // namespace
 
 std::string loadedPlugin::defaultPath() {
@@ -43,13 +59,13 @@ std::string loadedPlugin::defaultPath() {
 }
 
 loadedPlugin::loadedPlugin(const std::string& path) {
-  void* library = dlopen(path.c_str(), RTLD_NOW);
+  void* library = nullptr;
+  std::vector<menuEntry> menu = menuOf(path, library);
   if (!library) throw stepError(std::string("cannot load the plug-in: ") + dlerror());
   auto entry = reinterpret_cast<GetInfo2DAPI_t>(dlsym(library, "GetInfo2DAPI"));
   if (!entry) throw stepError(path + " is not a plug-in: it has no GetInfo2DAPI");
   table = entry();
   if (!table) throw stepError(path + " gave no command table");
-  std::vector<menuEntry> menu = registeredMenu();
   if (menu.empty()) {
     naming = std::make_unique<commandNames>(table->commands);
     return;

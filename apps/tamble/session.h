@@ -38,8 +38,21 @@ class session {
 
   // Loaded at first use, so that steps on images alone work without it.
   loadedPlugin& plugin();
+  // Loads the plug-in at `path` in place of the default one, for a host that
+  // knows where its plug-in lies (the Python package beside its module).
+  void loadPlugin(const std::string& path);
   // The image named `name`, or a stepError naming the images there are.
   zel::image& image(const std::string& name) const;
+  // A stepError unless `name` is a name no image has yet.
+  void checkNewName(const std::string& name) const;
+  // Adds `img` and makes it current: one host undo step, named `step`.
+  zel::image& addImage(std::unique_ptr<zel::image> img, const std::string& step);
+  // Reads an image file into the list, under `name` when given (checked
+  // before the file is read) or the file's own.
+  zel::image& openImage(const std::string& path, const std::string& name);
+  // Writes the image `name` to `path` (its format by the extension); never
+  // over a file that was read.
+  void saveImage(const std::string& name, const std::string& path) const;
 
   zel::imagesList list;
   inputFiles inputs;

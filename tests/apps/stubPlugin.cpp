@@ -1,6 +1,7 @@
 // A stand-in plug-in for the command line's tests: its commands ask for what
 // the real table's commands do not yet (parameters, yes/no answers, files)
 // and one fails with an image-model error.
+#include <fstream>
 #include <memory>
 
 #include "api/errors.h"
@@ -57,6 +58,16 @@ bool pickFiles(zel::imagesList&) {
   return true;
 }
 
+// Shows the first line of the file chosen: a named pipe keeps the command
+// running until something writes into it (the Python package's tests).
+bool readLine(zel::imagesList&) {
+  std::ifstream in(tamble::hostUi().chooseFile("Read Line", "Text (*.txt)|*.txt||", false));
+  std::string line;
+  std::getline(in, line);
+  message("line: " + line, false);
+  return true;
+}
+
 bool fail(zel::imagesList&) { zel::raise<zel::StateError>("stub failure"); }
 
 std::unique_ptr<tamble::paramRecord> scaleRecord() {
@@ -78,7 +89,8 @@ const tamble::commandDescriptor commands[] = {
             {scaleRecord}),
     command("ask-twice", "Ask Twice", askTwice, {"always", always}),
     command("pick-files", "Pick Files...", pickFiles, {"always", always}),
-    command("fail", "Fail", fail, {"always", always})};
+    command("fail", "Fail", fail, {"always", always}),
+    command("read-line", "Read Line...", readLine, {"always", always})};
 
 std::vector<tamble::menuEntry> menu() {
   std::vector<tamble::menuEntry> entries;
