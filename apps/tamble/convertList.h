@@ -20,7 +20,8 @@ std::vector<std::string> readProjectList(const std::string& file);
 void convertMany(session& s, const std::vector<std::string>& projects,
                  const std::vector<std::string>& words, int jobs);
 
-// One project in this process (convertStep.cpp).
-void convertOne(session& s, const std::string& project, const std::vector<std::string>& words);
+// One project in this process (convertStep.cpp); the stage report.
+std::string convertOne(session& s, const std::string& project,
+                       const std::vector<std::string>& words);
 
 }  // namespace tamble::cli

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/tamble/campaignSubmit.h"
+#include "apps/tamble/campaignTask.h"
 #include "apps/tamble/convertList.h"
 #include "apps/tamble/failure.h"
 #include "apps/tamble/output.h"
@@ -103,15 +105,17 @@ void runCommand(session& s, const char* name, std::vector<std::string> words = {
 }
 
 // Runs the scenario and answers whether it went through: the report it
-// shows at its end is taken here and printed as the step's report.
-bool runScenario(session& s) {
+// shows at its end is taken here, printed as the step's report and kept in
+// `report`.
+bool runScenario(session& s, std::string& report) {
   zel::vurStr& project = get_vur();
   const bool noReport = project.no_report;
   project.no_report = false;  // the report tells that the run went through
   bool reported = false;
-  s.ui.noticeTaker = [&reported](const std::string& text) {
+  s.ui.noticeTaker = [&reported, &report](const std::string& text) {
     if (text.rfind(reportStart, 0) != 0) return false;
     reported = true;
+    report = text;
     printBlock(stdout, "report: ", text);
     return true;
   };
@@ -143,7 +147,8 @@ void saveResults(session& s) {
 
 }  // namespace
 
-void convertOne(session& s, const std::string& project, const std::vector<std::string>& words) {
+std::string convertOne(session& s, const std::string& project,
+                       const std::vector<std::string>& words) {
   std::vector<std::string> opening;
   std::vector<stageParameter> staged;
   for (const std::string& word : words) {
@@ -160,16 +165,29 @@ void convertOne(session& s, const std::string& project, const std::vector<std::s
   // After the opening, which gives the store the project's parameters.
   std::vector<std::unique_ptr<paramRecord>> records = stageRecordsOf(s);
   for (const stageParameter& p : staged) storeParameter(records, p);
-  if (!runScenario(s))
+  std::string report;
+  if (!runScenario(s, report))
     throw stepError(project +
                     ": the conversion stopped before its end (a refused scenario or references, "
                     "or an image that could not be aligned; see above); nothing was saved");
   saveResults(s);
+  return report;
 }
 
 void convertStep(session& s, const stepArgs& a) {
   std::vector<std::string> projects, words;
   for (const std::string& w : a.words) (isParameter(w) ? words : projects).push_back(w);
+  if (a.task) {
+    if (projects.size() != 1) throw usageError("convert --task: name one project file (.vur)");
+    convertTask(s, projects.front(), words);
+    return;
+  }
+  if (a.slurm) {
+    if (!projects.empty()) throw usageError("convert --slurm: the projects come from --list only");
+    submitCampaign(s, {a.file, words, a.partition, a.maxParallel, a.dryRun, a.onlyMissing,
+                       a.tamble});
+    return;
+  }
   if (!a.file.empty()) {
     const std::vector<std::string> listed = readProjectList(a.file);
     projects.insert(projects.end(), listed.begin(), listed.end());
