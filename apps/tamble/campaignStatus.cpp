@@ -20,9 +20,9 @@ bool startsWith(const std::string& text, const std::string& start) {
 
 // What a task's log tells: its job, and its outcome if it has one.
 struct logSummary {
-  std::string job;      // "12_3": the array job and the task
-  bool done = false;    // "outcome: done"
-  std::string error;    // the last error, without "error: "
+  std::string job;    // "12_3": the array job and the task
+  bool done = false;  // "outcome: done"
+  std::string error;  // the last error, without "error: "
 };
 
 logSummary readLog(const std::string& path) {
@@ -52,9 +52,9 @@ projectStatus unfinished(const taskFiles& files, const logSummary& log,
                          const std::string& campaignFolder) {
   const std::string ending = slurmEnding(campaignFolder, log.job);
   if (!ending.empty()) return {taskState::unfinished, ending + " (log: " + files.log + ")"};
-  return {taskState::unfinished, "the task (Slurm job " + (log.job.empty() ? "?" : log.job) +
-                                     ") has not finished: still running, or stopped (log: " +
-                                     files.log + ")"};
+  return {taskState::unfinished,
+          "the task (Slurm job " + (log.job.empty() ? "?" : log.job) +
+              ") has not finished: still running, or stopped (log: " + files.log + ")"};
 }
 
 const char* stateWord(taskState state) {
@@ -79,8 +79,7 @@ projectStatus statusOf(const std::string& project, const std::string& campaignFo
   const taskFiles files = taskFilesOf(project);
   std::error_code ec;
   const bool reported = fs::is_regular_file(files.report, ec);
-  if (!fs::exists(files.log, ec))
-    return {reported ? taskState::done : taskState::notRun, {}};
+  if (!fs::exists(files.log, ec)) return {reported ? taskState::done : taskState::notRun, {}};
   const logSummary log = readLog(files.log);
   if (!log.error.empty()) return {taskState::failed, log.error + " (log: " + files.log + ")"};
   if (log.done && reported) return {taskState::done, {}};

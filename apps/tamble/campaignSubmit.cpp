@@ -139,7 +139,14 @@ void submitCampaign(session& s, const campaignOptions& o) {
                  script.c_str());
     return;
   }
-  const std::string job = runSbatch(script);
+  std::string job;
+  try {
+    job = runSbatch(script);
+  } catch (...) {  // nothing submitted: nothing left behind
+    fs::remove(script, ec);
+    fs::remove(plan.store, ec);
+    throw;
+  }
   std::printf("%s\n", job.c_str());
   std::fprintf(stderr, "convert: %zu project%s submitted as Slurm job %s; script %s\n",
                projects.size(), projects.size() == 1 ? "" : "s", job.c_str(), script.c_str());

@@ -65,12 +65,13 @@ class privateStore {
   privateStore() : given(storePath()) {
     std::string pattern = (fs::temp_directory_path() / "tamble-task-store-XXXXXX").string();
     const int fd = mkstemp(pattern.data());
-    if (fd < 0) throw stepError("convert: cannot make a temporary store: " + std::string(std::strerror(errno)));
+    if (fd < 0)
+      throw stepError("convert: cannot make a temporary store: " +
+                      std::string(std::strerror(errno)));
     close(fd);
     copy = pattern;
     std::error_code ec;
-    if (fs::exists(given, ec))
-      fs::copy_file(given, copy, fs::copy_options::overwrite_existing, ec);
+    if (fs::exists(given, ec)) fs::copy_file(given, copy, fs::copy_options::overwrite_existing, ec);
     if (ec) {
       fs::remove(copy, ec);
       throw stepError("convert: cannot copy the store '" + given + "'");

@@ -184,8 +184,8 @@ void convertStep(session& s, const stepArgs& a) {
   }
   if (a.slurm) {
     if (!projects.empty()) throw usageError("convert --slurm: the projects come from --list only");
-    submitCampaign(s, {a.file, words, a.partition, a.maxParallel, a.dryRun, a.onlyMissing,
-                       a.tamble});
+    submitCampaign(s,
+                   {a.file, words, a.partition, a.maxParallel, a.dryRun, a.onlyMissing, a.tamble});
     return;
   }
   if (!a.file.empty()) {

@@ -27,14 +27,14 @@ struct stepArgs {
   std::vector<std::string> images;
   std::vector<std::string> files;
   std::vector<std::string> answers;
-  int jobs = 1;          // convert: projects at once
-  bool slurm = false;    // convert: the list as a Slurm job array (campaignSubmit.h)
-  bool task = false;     // convert: one project as a campaign's task (campaignTask.h)
+  int jobs = 1;        // convert: projects at once
+  bool slurm = false;  // convert: the list as a Slurm job array (campaignSubmit.h)
+  bool task = false;   // convert: one project as a campaign's task (campaignTask.h)
   std::string partition;
   int maxParallel = 0;
   bool dryRun = false;
   bool onlyMissing = false;
-  std::string tamble;  // convert --slurm: the program the tasks run
+  std::string tamble;    // convert --slurm: the program the tasks run
   std::string quantity;  // units: length, pressure or temperature
   double value = 0.0;
   std::string from;
