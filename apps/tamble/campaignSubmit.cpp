@@ -110,6 +110,7 @@ void submitCampaign(session& s, const campaignOptions& o) {
   const std::string folder = campaignFolderOf(o.list);
   checkSlurmPath(folder);
   checkPartition(o.partition);
+  checkStageWords(s, o.words);
   campaignPlan plan;
   plan.tamble = taskProgram(o.tamble);
   if (o.onlyMissing) projects = projectsNotDone(projects, folder);

@@ -70,8 +70,8 @@ const paramInfo* fieldOf(const paramRecord& r, const stageParameter& p) {
   return nullptr;
 }
 
-// Writes the word into the store, in the one record that holds its key.
-void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+// The one record that holds the word's key.
+paramRecord& holderOf(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
   std::vector<paramRecord*> holders;
   const std::string word = (p.record.empty() ? "" : p.record + ".") + p.key;
   for (auto& r : records)
@@ -88,11 +88,22 @@ void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const st
     for (const paramRecord* r : holders) names += " " + r->section() + "." + p.key;
     throw usageError("'" + word + "' is a key of several stages; name one:" + names);
   }
-  paramRecord& record = *holders.front();
+  return *holders.front();
+}
+
+// The word set in its record as read from the store; a usage error when the
+// value does not fit.
+paramRecord& assigned(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+  paramRecord& record = holderOf(records, p);
   loadRecord(record);
   if (auto complaint = assignParam(record, p.key, p.value)) throw usageError(*complaint);
   if (auto complaint = checkRecord(record)) throw usageError(*complaint);
-  saveRecord(record);
+  return record;
+}
+
+// Writes the word into the store, in the one record that holds its key.
+void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+  saveRecord(assigned(records, p));
 }
 
 void runCommand(session& s, const char* name, std::vector<std::string> words = {},
@@ -172,6 +183,12 @@ std::string convertOne(session& s, const std::string& project,
                     "or an image that could not be aligned; see above); nothing was saved");
   saveResults(s);
   return report;
+}
+
+void checkStageWords(session& s, const std::vector<std::string>& words) {
+  std::vector<std::unique_ptr<paramRecord>> records = stageRecordsOf(s);
+  for (const std::string& word : words)
+    if (const stageParameter p = parameterOf(word); !forOpening(p)) assigned(records, p);
 }
 
 void convertStep(session& s, const stepArgs& a) {
