@@ -103,13 +103,14 @@ done
   skip "the node did not become idle in 30 s: $(sinfo -h -o '%T %E' 2>&1); $(tail -n 2 "$work/slurmd.log")"
 echo "slurm: controller on port $ctldPort, node $(sinfo -h -o '%N %c CPUs') idle"
 
-# Waits (at most two minutes) until the job has left the queue.
+# Waits (at most 90 s) until the job has left the queue; every wait is
+# bounded so that the trap runs before ctest's own time limit.
 waitForJob() {
-  for _ in $(seq 600); do
+  for _ in $(seq 450); do
     [[ -z $(squeue -h -j "$1" 2>/dev/null) ]] && return 0
     sleep 0.2
   done
-  fail "job $1 still queued after two minutes: $(squeue -j "$1")"
+  fail "job $1 still queued after 90 s: $(squeue -j "$1")"
 }
 
 # Every file of a folder with its inode and time: a rewrite, even with the
