@@ -79,7 +79,12 @@ projectStatus statusOf(const std::string& project, const std::string& campaignFo
   const taskFiles files = taskFilesOf(project);
   std::error_code ec;
   const bool reported = fs::is_regular_file(files.report, ec);
-  if (!fs::exists(files.log, ec)) return {reported ? taskState::done : taskState::notRun, {}};
+  if (!fs::exists(files.log, ec)) {
+    // A task cannot log beside a project whose folder is not there.
+    if (!reported && !fs::exists(project, ec))
+      return {taskState::failed, "the project file '" + project + "' is not there"};
+    return {reported ? taskState::done : taskState::notRun, {}};
+  }
   const logSummary log = readLog(files.log);
   if (!log.error.empty()) return {taskState::failed, log.error + " (log: " + files.log + ")"};
   if (log.done && reported) return {taskState::done, {}};

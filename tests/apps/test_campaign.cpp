@@ -116,7 +116,8 @@ struct statusCase {
   std::string log;          // none when empty
   std::string slurmOutput;  // the task's Slurm output file, for job 12_3
   taskState state;
-  std::string reason;  // a part of the reason
+  std::string reason;   // a part of the reason
+  bool project = true;  // the project file is there
 };
 
 TEST_F(Campaign, StatusReadsWhatTheTaskLeft) {
@@ -133,10 +134,11 @@ TEST_F(Campaign, StatusReadsWhatTheTaskLeft) {
        taskState::unfinished, "DUE TO TIME LIMIT"},
       {"done but its report removed", false, header + "outcome: done\n", "", taskState::unfinished,
        ""},
+      {"no project", false, "", "", taskState::failed, "is not there", false},
   };
   for (const statusCase& c : cases) {
     const fs::path project = dir / c.name / "run.vur";
-    writeText(project, "");
+    if (c.project) writeText(project, "");
     if (c.report) writeText(dir / c.name / "run.report.txt", "Dark subtraction: 0.1 seconds\n");
     if (!c.log.empty()) writeText(dir / c.name / "run.campaign.log", c.log);
     const fs::path folder = dir / c.name / "runs.campaign";
@@ -153,6 +155,7 @@ TEST_F(Campaign, TasksLeaveWhatStatusReads) {
   ASSERT_EQ(tamble("synth a size=128 markers=0 motion=0").status, 0);
   ASSERT_EQ(tamble("synth b size=128 markers=0 motion=0").status, 0);
   writeText(dir / "runs.txt", "a/run.vur\nb/run.vur\nc/run.vur\n");
+  writeText(dir / "c/run.vur", "");  // never converted
   fs::remove(dir / "b/wind_on_sens.tif");
   const auto listing = [&](const char* project) {
     std::vector<std::string> files;
