@@ -32,6 +32,12 @@ chmod 755 "$work" # munged wants its socket's folder open to all
 # Stops what this script started, whatever happened, then removes the folder.
 stopDaemons() {
   local name pid
+  # Jobs still running first: their slurmstepd would outlive slurmd. The
+  # cluster is this script's own, so every job in it is one of ours.
+  if [[ -f "$work/slurmctld.pid" ]]; then
+    scancel --quiet --user="$(id -un)" 2>/dev/null
+    for _ in $(seq 50); do [[ -z $(squeue -h 2>/dev/null) ]] && break; sleep 0.2; done
+  fi
   for name in slurmd slurmctld munged; do
     pid=$(cat "$work/$name.pid" 2>/dev/null) || continue
     kill "$pid" 2>/dev/null

@@ -130,7 +130,7 @@ TEST_F(Campaign, StatusReadsWhatTheTaskLeft) {
        taskState::failed, "on.tif: file not found"},
       {"running", false, header + "report: ...\n", "", taskState::unfinished, "12_3"},
       {"ended by Slurm", false, header,
-       "slurmstepd: error: *** JOB 15 ON n1 CANCELLED AT x DUE TO TIME LIMIT ***\n",
+       "slurmstepd-n1: error: *** JOB 15 ON n1 CANCELLED AT 2026-01-01T00:00:00 DUE TO TIME LIMIT ***\n",
        taskState::unfinished, "DUE TO TIME LIMIT"},
       {"done but its report removed", false, header + "outcome: done\n", "", taskState::unfinished,
        ""},
