@@ -100,6 +100,8 @@ std::vector<std::string> projectsNotDone(const std::vector<std::string>& project
 }
 
 void campaignStatusStep(session&, const stepArgs& a) {
+  if (!std::ifstream(a.file))
+    throw stepError("campaign-status: cannot read the list '" + a.file + "'");
   const std::vector<std::string> projects = readProjectList(a.file);
   const std::string folder = campaignFolderOf(a.file);
   int counts[4] = {0, 0, 0, 0};
