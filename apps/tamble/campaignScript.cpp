@@ -14,11 +14,11 @@ std::string sbatchLine(const std::string& option, const std::string& value) {
 }
 
 // "0-5", "0-5%2", or "0" for a single task.
-std::string arraySpec(const campaignPlan& plan) {
+std::string arrayIndices(const campaignPlan& plan) {
   const std::size_t last = plan.projects.size() - 1;
-  std::string spec = last == 0 ? "0" : "0-" + std::to_string(last);
-  if (plan.maxParallel > 0) spec += "%" + std::to_string(plan.maxParallel);
-  return spec;
+  std::string indices = last == 0 ? "0" : "0-" + std::to_string(last);
+  if (plan.maxParallel > 0) indices += "%" + std::to_string(plan.maxParallel);
+  return indices;
 }
 
 std::string taskLine(const campaignPlan& plan) {
@@ -67,7 +67,7 @@ std::string batchScript(const campaignPlan& plan) {
       "# Written by `tamble convert --slurm`; `tamble campaign-status` reads\n"
       "# what the tasks leave beside the projects.\n";
   script += sbatchLine("job-name", plan.jobName);
-  script += sbatchLine("array", arraySpec(plan));
+  script += sbatchLine("array", arrayIndices(plan));
   if (!plan.partition.empty()) script += sbatchLine("partition", plan.partition);
   script += sbatchLine("ntasks", "1");
   script += sbatchLine("output", plan.folder + "/task-%A_%a.out");
