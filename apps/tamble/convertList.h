@@ -20,9 +20,13 @@ std::vector<std::string> readProjectList(const std::string& file);
 void convertMany(session& s, const std::vector<std::string>& projects,
                  const std::vector<std::string>& words, int jobs);
 
-// One project in this process (convertStep.cpp): opened, converted, its
-// results saved, the stage report told.
-void convertOne(session& s, const std::string& project, const std::vector<std::string>& words);
+// A usage error when a key=value word fits no stage, several, or not its
+// value; the store is read, not changed (convertStep.cpp).
+void checkStageWords(session& s, const std::vector<std::string>& words);
+
+// One project in this process (convertStep.cpp); the stage report.
+std::string convertOne(session& s, const std::string& project,
+                       const std::vector<std::string>& words);
 
 // The project open in `s` converted with the stage parameters of `words`
 // (key=value, "Section.key=value") written to the store first, and its

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/tamble/campaignSubmit.h"
+#include "apps/tamble/campaignTask.h"
 #include "apps/tamble/convertList.h"
 #include "apps/tamble/failure.h"
 #include "apps/tamble/output.h"
@@ -68,8 +70,8 @@ const paramInfo* fieldOf(const paramRecord& r, const stageParameter& p) {
   return nullptr;
 }
 
-// Writes the word into the store, in the one record that holds its key.
-void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+// The one record that holds the word's key.
+paramRecord& holderOf(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
   std::vector<paramRecord*> holders;
   const std::string word = (p.record.empty() ? "" : p.record + ".") + p.key;
   for (auto& r : records)
@@ -86,11 +88,22 @@ void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const st
     for (const paramRecord* r : holders) names += " " + r->section() + "." + p.key;
     throw usageError("'" + word + "' is a key of several stages; name one:" + names);
   }
-  paramRecord& record = *holders.front();
+  return *holders.front();
+}
+
+// The word set in its record as read from the store; a usage error when the
+// value does not fit.
+paramRecord& assigned(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+  paramRecord& record = holderOf(records, p);
   loadRecord(record);
   if (auto complaint = assignParam(record, p.key, p.value)) throw usageError(*complaint);
   if (auto complaint = checkRecord(record)) throw usageError(*complaint);
-  saveRecord(record);
+  return record;
+}
+
+// Writes the word into the store, in the one record that holds its key.
+void storeParameter(std::vector<std::unique_ptr<paramRecord>>& records, const stageParameter& p) {
+  saveRecord(assigned(records, p));
 }
 
 void runCommand(session& s, const char* name, std::vector<std::string> words = {},
@@ -142,7 +155,8 @@ void saveResults(session& s) {
 
 }  // namespace
 
-void convertOne(session& s, const std::string& project, const std::vector<std::string>& words) {
+std::string convertOne(session& s, const std::string& project,
+                       const std::vector<std::string>& words) {
   std::vector<std::string> opening, staged;
   for (const std::string& word : words)
     (forOpening(parameterOf(word)) ? opening : staged).push_back(word);
@@ -150,7 +164,9 @@ void convertOne(session& s, const std::string& project, const std::vector<std::s
   open.file = project;
   open.words = opening;
   projectStep(s, open);
-  s.ui.tell("report", convertOpened(s, project, staged));
+  const std::string report = convertOpened(s, project, staged);
+  s.ui.tell("report", report);
+  return report;
 }
 
 std::string convertOpened(session& s, const std::string& project,
@@ -167,9 +183,26 @@ std::string convertOpened(session& s, const std::string& project,
   return report;
 }
 
+void checkStageWords(session& s, const std::vector<std::string>& words) {
+  std::vector<std::unique_ptr<paramRecord>> records = stageRecordsOf(s);
+  for (const std::string& word : words)
+    if (const stageParameter p = parameterOf(word); !forOpening(p)) assigned(records, p);
+}
+
 void convertStep(session& s, const stepArgs& a) {
   std::vector<std::string> projects, words;
   for (const std::string& w : a.words) (isParameter(w) ? words : projects).push_back(w);
+  if (a.task) {
+    if (projects.size() != 1) throw usageError("convert --task: name one project file (.vur)");
+    convertTask(s, projects.front(), words);
+    return;
+  }
+  if (a.slurm) {
+    if (!projects.empty()) throw usageError("convert --slurm: the projects come from --list only");
+    submitCampaign(s,
+                   {a.file, words, a.partition, a.maxParallel, a.dryRun, a.onlyMissing, a.tamble});
+    return;
+  }
   if (!a.file.empty()) {
     const std::vector<std::string> listed = readProjectList(a.file);
     projects.insert(projects.end(), listed.begin(), listed.end());

@@ -110,11 +110,37 @@ void defineCompare(CLI::App& app, stepArgs& a) {
   app.add_option("options", a.words, "edge=N, away=R, diff=NAME");
 }
 
+// A list run as a campaign on a Slurm cluster (docs/campaigns.md).
+void defineCampaign(CLI::App& app, stepArgs& a, CLI::Option* jobs) {
+  CLI::Option* slurm =
+      app.add_flag("--slurm", a.slurm, "submit the list to Slurm as a job array, one task each")
+          ->needs("--list")
+          ->excludes(jobs);
+  const auto slurmOnly = [&](CLI::Option* o) { o->needs(slurm); };
+  slurmOnly(app.add_option("--partition", a.partition, "the Slurm partition")->type_name("P"));
+  slurmOnly(app.add_option("--max-parallel", a.maxParallel, "tasks running at once (%N)")
+                ->check(CLI::Range(1, 100000)));
+  slurmOnly(app.add_flag("--dry-run", a.dryRun, "print the batch script, submit nothing"));
+  slurmOnly(app.add_flag("--only-missing", a.onlyMissing, "only the projects not done"));
+  slurmOnly(app.add_option("--tamble", a.tamble, "the program the tasks run (default: this one)")
+                ->type_name("PATH"));
+  app.add_flag("--task", a.task, "convert one project as a campaign's task")
+      ->excludes(slurm)
+      ->excludes(jobs)
+      ->excludes("--list");
+}
+
 void defineConvert(CLI::App& app, stepArgs& a) {
   app.add_option("projects", a.words, "project files (.vur) and key=value stage parameters");
   app.add_option("--list", a.file, "a file naming one project per line")->type_name("FILE");
-  app.add_option("--jobs", a.jobs, "projects converted at once, each in its own process")
-      ->check(CLI::Range(1, 256));
+  CLI::Option* jobs =
+      app.add_option("--jobs", a.jobs, "projects converted at once, each in its own process")
+          ->check(CLI::Range(1, 256));
+  defineCampaign(app, a, jobs);
+}
+
+void defineStatusList(CLI::App& app, stepArgs& a) {
+  app.add_option("list", a.file, "the campaign's list of projects")->required();
 }
 
 void defineCalibrate(CLI::App& app, stepArgs& a) {
@@ -162,6 +188,8 @@ const stepDef steps[] = {
     {"units", "convert a length, pressure or temperature", defineUnits, unitsStep},
     {"convert", "convert projects: open, run the scenario, save the results", defineConvert,
      convertStep},
+    {"campaign-status", "print which projects of a campaign are done, failed or not run",
+     defineStatusList, campaignStatusStep},
     {"compare", "print how far an image lies from a true one", defineCompare, compareStep},
     {"calibrate", "a camera's projection from image and model markers; the improved camera file",
      defineCalibrate, calibrateStep},

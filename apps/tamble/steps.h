@@ -28,7 +28,14 @@ struct stepArgs {
   std::vector<std::string> images;
   std::vector<std::string> files;
   std::vector<std::string> answers;
-  int jobs = 1;          // convert: projects at once
+  int jobs = 1;        // convert: projects at once
+  bool slurm = false;  // convert: the list as a Slurm job array (campaignSubmit.h)
+  bool task = false;   // convert: one project as a campaign's task (campaignTask.h)
+  std::string partition;
+  int maxParallel = 0;
+  bool dryRun = false;
+  bool onlyMissing = false;
+  std::string tamble;    // convert --slurm: the program the tasks run
   std::string quantity;  // units: length, pressure or temperature
   double value = 0.0;
   std::string from;
@@ -69,6 +76,7 @@ void convertStep(session& s, const stepArgs& a);
 void compareStep(session& s, const stepArgs& a);
 void calibrateStep(session& s, const stepArgs& a);
 void resectStep(session& s, const stepArgs& a);
+void campaignStatusStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
