@@ -117,7 +117,7 @@ void CrossCorrelation(const correlationField& first, const correlationField& sec
       }
   dx = px - W / 2 + 1;
   dy = py - H / 2 + 1;
-  result = P;
+  std::copy(P.data, P.data + P.count, result.data);  // values only: `result` keeps its name
 }
 
 void correlationShift(const correlationField& surface, int dx, int dy, double& sx, double& sy) {

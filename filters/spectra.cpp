@@ -84,7 +84,7 @@ void SpectrumImage(spectrumField& field, bool removeMean, bool window, bool logO
     A.data[i] *= scale;
     if (logOutput) A.data[i] = 20.0f * std::log10(std::max(A.data[i], 0.00001f));
   }
-  field = A;
+  std::copy(A.data, A.data + A.count, field.data);
 }
 
 void PolarLogMap(spectrumField& field, spectrumMask& bkgr) {

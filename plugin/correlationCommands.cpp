@@ -2,6 +2,7 @@
 // choice. Images of different sizes are refused before anything changes.
 #include "plugin/correlationCommands.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "align/correlation.h"
@@ -44,7 +45,7 @@ bool CrossCorrelationCommand(zel::imagesList& list) {
     result.fill(0.0f);
     CrossCorrelation(first.field(), second.field(), result, dialog.m_phase != 0,
                      dialog.m_nomean != 0, dialog.m_win != 0, dialog.m_smooth != 0, dx, dy);
-    first.field() = result;
+    std::copy(result.data, result.data + result.count, first.field().data);
     first.bkgr().fill(false);
     first.ROI().fill(true);
     ran = true;
