@@ -67,16 +67,19 @@ std::vector<int> bitReversal(int n) {
   return rev;
 }
 
-// All butterfly lengths over `lanes` lines of n values each, stored as
-// re[k * lanes + lane], already in bit-reversed order.
-void butterflies(float* __restrict re, float* __restrict im, int n, int lanes,
-                 const twiddleTable& tw) {
-  for (int half = 1; half < n; half *= 2) {
+// The butterfly lengths 2 half for half in [from, to) over `count` values
+// of `lanes` lines each, stored as re[k * lanes + lane]. Built for wider
+// vectors too: the lanes only multiply, add and subtract (never fused:
+// -ffp-contract=off), so every width gives the same bits.
+__attribute__((target_clones("avx512f", "avx2", "default"))) void stages(
+    float* __restrict re, float* __restrict im, int count, int lanes, const twiddleTable& tw,
+    int from, int to) {
+  for (int half = from; half < to; half *= 2) {
     const float* wre = tw.re.data() + (half - 1);
     const float* wim = tw.im.data() + (half - 1);
     for (int m = 0; m < half; ++m) {
       const float wr = wre[m], wi = wim[m];
-      for (int s = m; s < n; s += 2 * half) {
+      for (int s = m; s < count; s += 2 * half) {
         float* __restrict r1 = re + static_cast<std::ptrdiff_t>(s) * lanes;
         float* __restrict i1 = im + static_cast<std::ptrdiff_t>(s) * lanes;
         float* __restrict r2 = r1 + static_cast<std::ptrdiff_t>(half) * lanes;
@@ -94,6 +97,22 @@ void butterflies(float* __restrict re, float* __restrict im, int n, int lanes,
   }
 }
 
+// All butterfly lengths over lines of n values in bit-reversed order. The
+// short lengths pair values within aligned chunks, so each chunk small
+// enough for the first-level cache runs through them alone; the long
+// lengths then run over the whole buffer. Independent butterflies change
+// order, none changes its operands.
+void butterflies(float* re, float* im, int n, int lanes, const twiddleTable& tw) {
+  int chunk = 2;
+  while (chunk < n && chunk * lanes < 4096) chunk *= 2;
+  if (chunk > n) chunk = n;
+  for (int c = 0; c < n; c += chunk) {
+    const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(c) * lanes;
+    stages(re + at, im + at, chunk, lanes, tw, 1, chunk);
+  }
+  stages(re, im, n, lanes, tw, chunk, n);
+}
+
 // One direction of the transform: `lines` lines of n complex values; value
 // k of line l sits at complex index l * lineStep + k * step.
 struct passShape {
@@ -109,21 +128,48 @@ void transformBlock(float* data, const passShape& p, int first, int lanes, const
   buffer.resize(2 * plane);
   float* re = buffer.data();
   float* im = re + plane;
-  for (int k = 0; k < p.n; ++k) {
-    const std::int64_t from = rev[static_cast<std::size_t>(k)] * p.step;
+  // Walk whichever index is contiguous in memory innermost. Value k of a
+  // line goes to slot rev[k]: the reversal is its own inverse.
+  if (p.step == 1) {
     for (int b = 0; b < lanes; ++b) {
-      const float* v = data + 2 * (from + (first + b) * p.lineStep);
-      re[static_cast<std::size_t>(k) * lanes + b] = v[0];
-      im[static_cast<std::size_t>(k) * lanes + b] = v[1];
+      const float* line = data + 2 * (first + b) * p.lineStep;
+      for (int k = 0; k < p.n; ++k) {
+        const std::size_t to = static_cast<std::size_t>(rev[static_cast<std::size_t>(k)]) * lanes + b;
+        re[to] = line[2 * k];
+        im[to] = line[2 * k + 1];
+      }
+    }
+  } else {
+    for (int k = 0; k < p.n; ++k) {
+      const float* __restrict v = data + 2 * (k * p.step + first);
+      const std::size_t to = static_cast<std::size_t>(rev[static_cast<std::size_t>(k)]) * lanes;
+      float* __restrict r = re + to;
+      float* __restrict i = im + to;
+      for (int b = 0; b < lanes; ++b) {
+        r[b] = v[2 * b];
+        i[b] = v[2 * b + 1];
+      }
     }
   }
   butterflies(re, im, p.n, lanes, tw);
-  for (int k = 0; k < p.n; ++k) {
-    const std::int64_t to = k * p.step;
+  if (p.step == 1) {
     for (int b = 0; b < lanes; ++b) {
-      float* v = data + 2 * (to + (first + b) * p.lineStep);
-      v[0] = re[static_cast<std::size_t>(k) * lanes + b];
-      v[1] = im[static_cast<std::size_t>(k) * lanes + b];
+      float* line = data + 2 * (first + b) * p.lineStep;
+      for (int k = 0; k < p.n; ++k) {
+        const std::size_t from = static_cast<std::size_t>(k) * lanes + b;
+        line[2 * k] = re[from];
+        line[2 * k + 1] = im[from];
+      }
+    }
+  } else {
+    for (int k = 0; k < p.n; ++k) {
+      float* __restrict v = data + 2 * (k * p.step + first);
+      const float* __restrict r = re + static_cast<std::size_t>(k) * lanes;
+      const float* __restrict i = im + static_cast<std::size_t>(k) * lanes;
+      for (int b = 0; b < lanes; ++b) {
+        v[2 * b] = r[b];
+        v[2 * b + 1] = i[b];
+      }
     }
   }
 }
