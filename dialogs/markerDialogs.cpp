@@ -129,6 +129,20 @@ const recordDescriptor<CAutomarl>& CAutomarl::descriptor() {
   return d;
 }
 
+const recordDescriptor<CAutomarp>& CAutomarp::descriptor() {
+  using T = CAutomarp;
+  paramInfo sign = signChoice("pos_neg");
+  sign.stored = false;
+  static const recordDescriptor<T> d{
+      "CAutomarp",
+      "Automarp",
+      "Markers Search by Reference",
+      {{{"m_bmr", paramType::Float, std::pair{1.99, 995.0}, "Diameter (2...995)", "", false},
+        &T::m_bmr},
+       {sign, &T::pos_neg}}};
+  return d;
+}
+
 bool controlEnabled(const CAutomarq& record, const std::string& key) {
   const bool search =
       key == "m_bmr" || key == "m_tresh" || key == "m_rel" || key == "pos_neg" || key == "th_rel";

@@ -66,6 +66,14 @@ struct CCSNumerate {
   static const recordDescriptor<CCSNumerate>& descriptor();
 };
 
+// "Markers Search by Reference": "Auto Mark by Reference...". Both values
+// are remembered for the process, not stored.
+struct CAutomarp {
+  float m_bmr = 3.0f;  // diameter, also the correlation patch size
+  int pos_neg = -1;    // 1 "Peaks", -1 "Pits"
+  static const recordDescriptor<CAutomarp>& descriptor();
+};
+
 // Whether a dialog shows the control of `key` enabled, given the values now
 // in the record: "Select only fixed markers" greys the search's controls, a
 // law greys the other law's scale, "Box" needs "ENumeration".

@@ -51,4 +51,11 @@ void WarpInterp(zel::arrayStore<float, 2>& field, zel::arrayStore<bool, 2>& bkgr
                 zel::arrayStore<bool, 2>& ROI, zel::markersArray& markers, bool zones, int kind,
                 const polynomialState& map);
 
+// The bilinear value of `field` (W by H) at (x, y), in floats, for the
+// spectra's polar-log map: (trunc(x), trunc(y)) must lie in the image, else
+// value 0 and bad. The last column interpolates along y only, the last row
+// along x only, the last pixel is taken as it is.
+void BilinearSample(const zel::arrayStore<float, 2>& field, int W, int H, float x, float y,
+                    float& value, bool& bad);
+
 }  // namespace tamble

@@ -22,6 +22,7 @@
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "filters/pointOperations.h"
+#include "filters/spectra.h"
 #include "filters/summary.h"
 #include "filters/wiener.h"
 #include "geometry/polynomialMap.h"
@@ -255,6 +256,8 @@ const parallelCase cases[] = {
     {"MorphInvertedGradient", [](layers& l) { MorphFilter(l.field, l.bkgr, l.ROI, 5.0f, 8); }},
     {"SpeckleCell5", [](layers& l) { SpeckleCell(l.field, l.bkgr, l.ROI, 5.0f, 2); }, true},
     {"SpeckleCrimmins", [](layers& l) { SpeckleCrimmins(l.field, l.bkgr, l.ROI, 3); }},
+    {"SpectrumImage", [](layers& l) { SpectrumImage(l.field, true, true, true); }},
+    {"WhitenBothWays", [](layers& l) { Whiten(l.field, l.bkgr, l.ROI, 0.7f); }},
     {"ImageSummary", summary},
     {"ImageSummaryUnblocked",
      [](layers& l) {
