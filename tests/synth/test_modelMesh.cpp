@@ -9,6 +9,7 @@
 #include "api/iniFile.h"
 #include "api/markerFiles.h"
 #include "apps/synth/modelMesh.h"
+#include "host/meshField.h"
 #include "host/resectData.h"
 #include "tests/synth/synthRunTest.h"
 
@@ -87,6 +88,31 @@ TEST_F(SynthMesh, TheTrueImageAgreesAtTheProjectedNodes) {
   std::sort(differences.begin(), differences.end());
   EXPECT_LT(differences[differences.size() / 2], 0.01);
   EXPECT_LT(differences[differences.size() * 9 / 10], 0.05);
+}
+
+// The grid's blocks face up: the normal at every node (of the model seen
+// from above) has a positive height, and agrees with the surface's slope.
+TEST_F(SynthMesh, NormalsFaceUp) {
+  const auto run = makeRun(parseRunOptions({"size=128", "markers=0", "mesh=2000"}));
+  const zel::field_data<double> d = modelData(*run);
+  const auto normals = tamble::meshNormals(d);
+  ASSERT_EQ(normals.size(), d.blocks.size());
+  const windTunnelModel model;
+  for (std::size_t b = 0; b < normals.size(); ++b) {
+    ASSERT_EQ(normals[b].size(), d.blocks[b].count());
+    for (std::size_t n = 0; n < normals[b].size(); ++n) {
+      const auto& v = normals[b][n];
+      ASSERT_NEAR(v.x * v.x + v.y * v.y + v.z * v.z, 1.0, 1e-12) << b << " " << n;
+      ASSERT_GT(v.z, 0.5) << b << " " << n;
+      // The slope across the span, by the model's own height: the normal
+      // leans against it.
+      const auto& at = d.blocks[b].nodes[n];
+      const double slopeY = (model.height(at.x, at.y + 0.01) - model.height(at.x, at.y - 0.01)) / 0.02;
+      if (std::fabs(slopeY) > 0.2) {
+        ASSERT_LT(v.y * slopeY, 0.0) << b << " " << n;
+      }
+    }
+  }
 }
 
 // The markers' model positions lie on the surface; the standard image
