@@ -28,11 +28,18 @@ struct meshFunctionFiles {
   std::vector<std::string> pieces;  // <stem>_<block>.vts, one per block
 };
 
+// The point array of VTK's ghost flags; the flag 2 hides a point.
+inline constexpr const char* ghostArrayName = "vtkGhostType";
+
 // Writes the functions of `data` beside `stem` (a folder and a file stem):
-// the PLOT3D function file, its names file, and one VTK structured grid per
-// block with one scalar array per function and a .vtm that gathers them.
-// Nodes that hold `missing` are NaN in the VTK arrays, and 1 (ghost type
-// bit 0, "duplicate"? no: see the docs) marks them as hidden points.
+// the PLOT3D function file, its names file, and one VTK XML structured grid
+// per block (raw appended data) with one Float64 array per function and a
+// .vtm index that gathers them. A node that holds `missing` is NaN in that
+// function's array; a node that every function misses is also a hidden
+// point in vtkGhostType. zel::StateError when there is no function.
 meshFunctionFiles writeMeshFunctions(const zel::field_data<double>& data, const std::string& stem);
+// Its two halves: the PLOT3D function and names files, and the VTK files.
+meshFunctionFiles writeMeshPlot3d(const zel::field_data<double>& data, const std::string& stem);
+meshFunctionFiles writeMeshVtk(const zel::field_data<double>& data, const std::string& stem);
 
 }  // namespace tamble

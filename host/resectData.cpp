@@ -224,7 +224,7 @@ void writeResectData(const std::string& path, const zel::field_data<double>& dat
   line("mesh_markers_unit", meshUnit);
   line("image_markers_file", fs::path(stem).filename().string() + "_image_markers.mrk");
   if (!data.functions.empty()) {
-    const meshFunctionFiles files = writeMeshFunctions(data, stem);
+    const meshFunctionFiles files = writeMeshPlot3d(data, stem);
     std::string names;
     for (const auto& f : data.functions) names += (names.empty() ? "" : "|") + f.name;
     line("functions_file", fs::path(files.functions).filename().string());
