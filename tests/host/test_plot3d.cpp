@@ -4,8 +4,11 @@
 // file's name before anything of their claimed size is made.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
+#include <new>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -17,6 +20,29 @@
 #include "tests/support/meshBlocks.h"
 #include "tests/support/tempFolder.h"
 #include "tests/support/textFile.h"
+
+// The largest single allocation while `watching`: a reader must not make
+// what a header claims before it has checked the claim against the file.
+namespace {
+std::atomic<bool> watching{false};
+std::atomic<std::size_t> largest{0};
+}  // namespace
+
+// The replacements pair malloc with free, which g++ cannot see through.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(std::size_t n) {
+  if (watching.load(std::memory_order_relaxed)) {
+    std::size_t seen = largest.load();
+    while (n > seen && !largest.compare_exchange_weak(seen, n)) {
+    }
+  }
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#pragma GCC diagnostic pop
 
 namespace {
 
@@ -266,14 +292,21 @@ class Plot3dRefusals : public tamble::testing::tempFolderTest,
 TEST_P(Plot3dRefusals, NameTheFileAndTheFault) {
   const std::string file = path("bad.x");
   tamble::testing::writeText(file, GetParam().bytes);
+  largest = 0;
+  watching = true;
   try {
     tamble::readPlot3dGrid(file);
+    watching = false;
     FAIL() << "read";
   } catch (const zel::FileError& e) {
+    watching = false;
     const std::string message = e.message;
     EXPECT_NE(message.find(file), std::string::npos) << message;
     EXPECT_NE(message.find(GetParam().why), std::string::npos) << message;
   }
+  // Nothing much larger than the file was made: a stream's buffer, texts,
+  // the file's bytes, not the gigabytes its header claims.
+  EXPECT_LT(largest.load(), 65536u + 8 * GetParam().bytes.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(DamagedFiles, Plot3dRefusals, ::testing::ValuesIn(badCases()),
