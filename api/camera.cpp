@@ -189,8 +189,10 @@ double convert_temperature(double value, const std::string& from, const std::str
   return (kelvin - out->b) / out->a;
 }
 
+bool is_length_unit(const std::string& unit) { return knownUnit(lengths, unit); }
 bool is_pressure_unit(const std::string& unit) { return knownUnit(pressures, unit); }
 bool is_temperature_unit(const std::string& unit) { return knownUnit(temperatures, unit); }
+std::string length_unit_names() { return unitNames(lengths); }
 std::string pressure_unit_names() { return unitNames(pressures); }
 std::string temperature_unit_names() { return unitNames(temperatures); }
 

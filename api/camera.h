@@ -62,9 +62,11 @@ double convert_pressure(double value, const std::string& from, const std::string
 double convert_temperature(double value, const std::string& from, const std::string& to);
 
 // Whether the conversions know a unit (any case), without a complaint.
+bool is_length_unit(const std::string& unit);
 bool is_pressure_unit(const std::string& unit);
 bool is_temperature_unit(const std::string& unit);
 // The unit names of each table, in its order, joined by ", ".
+std::string length_unit_names();
 std::string pressure_unit_names();
 std::string temperature_unit_names();
 

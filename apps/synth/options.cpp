@@ -1,5 +1,6 @@
 #include "apps/synth/options.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "api/numbers.h"
@@ -62,6 +63,8 @@ const optionKey keys[] = {
     {"depth", "16 | float: 16-bit frames, or 32-bit floats without rounding (16)"},
     {"plates", "reference plates on the tunnel wall, in the frame's corners, 0 to 4 (0)"},
     {"light", "lamps | plane: two lamps, or a plane of light whose wind-on tilt differs (lamps)"},
+    {"mesh", "auto | off | N: nodes of the model's surface grid, 500 to 4000000; auto is about "
+             "100000 at 2048x2048 and as many per pixel at other sizes, at least 2000 (auto)"},
 };
 
 }  // namespace
@@ -69,6 +72,13 @@ const optionKey keys[] = {
 double runOptions::lampRatio() const {
   if (lamp >= 0.0) return lamp;
   return paint == paintKind::doublePaint ? 0.97 : 1.0;
+}
+
+int runOptions::meshNodes() const {
+  if (mesh < 0) return 0;
+  if (mesh > 0) return mesh;
+  const double pixels = static_cast<double>(width) * height;
+  return std::max(2000, static_cast<int>(100000.0 * pixels / (2048.0 * 2048.0) + 0.5));
 }
 
 const char* paintName(paintKind kind) {
@@ -126,6 +136,10 @@ runOptions parseRunOptions(const std::vector<std::string>& words) {
       if (value == "lamps") o.light = lightKind::lamps;
       else if (value == "plane") o.light = lightKind::plane;
       else refuse(key, value, "is neither lamps nor plane");
+    } else if (key == "mesh") {
+      if (value == "auto") o.mesh = 0;
+      else if (value == "off") o.mesh = -1;
+      else o.mesh = static_cast<int>(whole(key, value, 500, 4000000));
     } else {
       std::string known;
       for (const optionKey& k : keys) known += (known.empty() ? "" : ", ") + std::string(k.key);
@@ -151,6 +165,7 @@ std::vector<std::string> optionWords(const runOptions& o) {
   // keep their text.
   if (o.plates != 0) words.push_back("plates=" + std::to_string(o.plates));
   if (o.light == lightKind::plane) words.push_back("light=plane");
+  if (o.mesh != 0) words.push_back("mesh=" + (o.mesh < 0 ? std::string("off") : std::to_string(o.mesh)));
   return words;
 }
 

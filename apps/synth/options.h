@@ -29,10 +29,15 @@ struct runOptions {
   bool floatFrames = false;    // 32-bit float frames without rounding instead of 16 bits
   int plates = 0;              // reference plates on the tunnel wall, 0 to 4
   lightKind light = lightKind::lamps;
+  // Nodes of the model's surface grid: 0 for about 100 000 at 2048 x 2048
+  // pixels and as many per pixel at other sizes, -1 for no grid.
+  int mesh = 0;
 
   // The excitation ratio used: `lamp` when given, else 0.97 for a double
   // paint (its reference cancels the change) and 1 for a single paint.
   double lampRatio() const;
+  // The nodes wanted in the surface grid; 0 for none.
+  int meshNodes() const;
 };
 
 // A word that is not a known key=value, or a value out of its range.

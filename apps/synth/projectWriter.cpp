@@ -8,10 +8,12 @@
 #include "api/camera.h"
 #include "api/errors.h"
 #include "api/markerFiles.h"
+#include "apps/synth/modelMesh.h"
 #include "apps/synth/scene.h"
 #include "host/atomicFile.h"
 #include "host/platform.h"
 #include "host/project.h"
+#include "host/resectData.h"
 
 namespace tamble::synth {
 namespace {
@@ -48,6 +50,18 @@ zel::markersArray portMarkers(const std::vector<pressureTap>& taps) {
 constexpr const char* referenceFile = "run_reference.imp";
 // The regions of interest around the model, wind-off and wind-on.
 constexpr const char* modelRegionFiles[2] = {"model_wind_off_ROI.imp", "model_wind_on_ROI.imp"};
+
+// The model's grid, the true fields on it and the markers' two positions,
+// as the resection data file names them (docs/resection-data.md); a run
+// without markers or without a grid has none.
+constexpr const char* resectFile = "run_resect.dat";
+bool withResectionData(const syntheticRun& run) {
+  return run.options.meshNodes() > 0 && !run.markers.empty();
+}
+std::vector<std::string> resectionFiles() {
+  return {"run_resect.x", "run_resect_mesh_markers.mrk", "run_resect_image_markers.mrk",
+          "run_resect.f", "run_resect.nam", resectFile};
+}
 
 std::vector<markerFile> markerFiles(const syntheticRun& run) {
   std::vector<markerFile> files;
@@ -161,6 +175,7 @@ zel::vurStr projectRecord(const syntheticRun& run) {
     r.wind_on_sens_ROI_file = r.wind_on_refe_ROI_file = modelRegionFiles[1];
   }
   if (!run.taps.empty()) r.ports_markers_file = portsFile;
+  if (withResectionData(run)) r.resect_data_file = resectFile;
   scenario(run, r);
   // The result cards the paint can give.
   const bool temperature = run.options.paint == paintKind::temperaturePaint;
@@ -232,6 +247,8 @@ std::vector<std::string> runFiles(const syntheticRun& run) {
   for (const truthMap& t : run.truth) files.push_back("truth_" + t.name + ".imp");
   if (!run.plates.empty()) files.push_back(referenceFile);
   for (const char* f : modelRegionFiles) files.push_back(f);
+  if (withResectionData(run))
+    for (const std::string& f : resectionFiles()) files.push_back(f);
   files.push_back("truth.txt");
   files.push_back(projectFileName);
   return files;
@@ -350,6 +367,7 @@ void writeRun(const syntheticRun& run, const std::string& folder) {
   if (!run.plates.empty()) write_array(in(referenceFile), run.plateRegions);
   for (int state = 0; state < 2; ++state)
     write_array(in(modelRegionFiles[state]), run.modelRegions[state]);
+  if (withResectionData(run)) tamble::writeResectData(in(resectFile), modelData(run));
   const std::string text = truthText(run);
   tamble::writeAtomically(in("truth.txt"), [&](std::FILE* out) {
     return std::fwrite(text.data(), 1, text.size(), out) == text.size();

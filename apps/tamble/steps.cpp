@@ -161,6 +161,16 @@ void defineResect(CLI::App& app, stepArgs& a) {
       ->check(CLI::IsMember({"yes", "no"}));
 }
 
+void defineMesh(CLI::App& app, stepArgs& a) {
+  app.add_option("file", a.file, "resection data file (.dat) or PLOT3D grid")->required();
+  app.add_option("options", a.words, "for a grid: unit=mm|sm|dm|m|km, form=WORDS");
+}
+
+void defineSaveMesh(CLI::App& app, stepArgs& a) {
+  app.add_option("stem", a.file, "folder and file stem: STEM.f, STEM.nam, STEM.vtm, STEM_N.vts")
+      ->required();
+}
+
 const stepDef steps[] = {
     {"new", "make a test image", defineNew, newStep},
     {"open", "read images", defineOpen, openStep},
@@ -194,6 +204,8 @@ const stepDef steps[] = {
     {"calibrate", "a camera's projection from image and model markers; the improved camera file",
      defineCalibrate, calibrateStep},
     {"resect", "carry an image onto the mesh as a new function", defineResect, resectStep},
+    {"mesh", "load the model's mesh data set and show what it holds", defineMesh, meshStep},
+    {"save-mesh", "write the mesh's functions (PLOT3D and VTK)", defineSaveMesh, saveMeshStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 

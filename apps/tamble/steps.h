@@ -79,6 +79,9 @@ void resectStep(session& s, const stepArgs& a);
 void campaignStatusStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);
+// The model's mesh data set (meshSteps.cpp).
+void meshStep(session& s, const stepArgs& a);
+void saveMeshStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
 void defineSynth(CLI::App& app, stepArgs& a);
 void synthStep(session& s, const stepArgs& a);

@@ -11,6 +11,7 @@
 #include "api/image.h"
 #include "api/markerFiles.h"
 #include "host/platform.h"
+#include "host/plot3d.h"
 #include "host/project.h"
 #include "tests/fuzz/feedSupport.h"
 
@@ -102,6 +103,26 @@ void feedProject(const std::uint8_t* data, std::size_t size) {
     require(get_paint().c[i] == paint.c[i] || (paint.c[i] != paint.c[i]),
             "a project written reads back another calibration");
   clear_vur();
+}
+
+void feedPlot3d(const std::uint8_t* data, std::size_t size) {
+  std::vector<zel::meshBlock> blocks;
+  try {
+    blocks = readPlot3dGrid(put("in.x", data, size));
+  } catch (const zel::FileError&) {
+    return;
+  }
+  require(!blocks.empty(), "a grid read without blocks");
+  for (const zel::meshBlock& b : blocks)
+    require(b.ni > 0 && b.nj > 0 && b.nk > 0 &&
+                static_cast<std::size_t>(b.ni) * b.nj * b.nk == b.count(),
+            "a block read with a count that its dimensions do not give");
+  const std::string copy = scratch("copy.x");
+  writePlot3dGrid(copy, blocks);
+  const std::vector<zel::meshBlock> again = readPlot3dGrid(copy);
+  require(again.size() == blocks.size(), "a grid written reads back other blocks");
+  for (std::size_t b = 0; b < blocks.size(); ++b)
+    require(again[b].nodes == blocks[b].nodes, "a grid written reads back other nodes");
 }
 
 }  // namespace tamble::fuzz

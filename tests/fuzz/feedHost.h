@@ -18,5 +18,8 @@ void feedMask(const std::uint8_t* data, std::size_t size);
 // read_vur_data beside a small image, markers and a camera file that a
 // project may name; a project that reads is written and must read again.
 void feedProject(const std::uint8_t* data, std::size_t size);
+// readPlot3dGrid with the form told from the bytes; a grid that reads is
+// written (unformatted, double) and must read back node for node.
+void feedPlot3d(const std::uint8_t* data, std::size_t size);
 
 }  // namespace tamble::fuzz

@@ -23,6 +23,7 @@ TEST(FuzzRegressions, KeptInputsReplayCleanly) {
       {"ini", feedIni},   {"mrk", feedMrk},   {"text_markers", feedTextMarkers},
       {"camera", feedCamera}, {"tiff", feedTiff}, {"png", feedPng},
       {"imp", feedImp},   {"mask", feedMask}, {"project", feedProject},
+      {"plot3d", feedPlot3d},
   };
   int replayed = 0;
   ::testing::internal::CaptureStderr();
