@@ -15,6 +15,7 @@
 #include "plugin/catalogue.h"
 #include "plugin/projectParameters.h"
 #include "plugin/projectState.h"
+#include "plugin/resectCommands.h"
 #include "plugin/saveResults.h"
 
 namespace tamble {
@@ -30,6 +31,7 @@ void startRound() {
   conversionState& s = state();
   s.referenceRegionsPresent = false;
   clearPrimaryMarkers();
+  readProjectResection();  // its failure is told, and the round goes on
   s.distortionDone = false;
   s.referenceFilePending = true;
 }

@@ -12,6 +12,7 @@
 #include "plugin/convertLists.h"
 #include "plugin/projectParameters.h"
 #include "plugin/projectState.h"
+#include "plugin/resectCommands.h"
 
 namespace tamble {
 
@@ -92,6 +93,10 @@ bool OpenProject(zel::imagesList& list) {
   paintKind() = determinePaintKind(list);
   if (paintKind().empty()) return true;
   if (n == 0) {
+    // A project whose resection data cannot be read stays closed.
+    state().referenceRegionsPresent = false;
+    clearPrimaryMarkers();
+    if (!readProjectResection()) return true;
     resetConversionState();
     return true;
   }

@@ -10,7 +10,10 @@
 #include "api/log.h"
 #include "dialogs/resectDialog.h"
 #include "host/interaction.h"
+#include "host/meshOutput.h"
 #include "host/project.h"
+#include "host/projectFile.h"
+#include "host/resectData.h"
 #include "host/resectionService.h"
 #include "plugin/availability.h"
 #include "plugin/catalogue.h"
@@ -25,6 +28,7 @@ namespace {
 using namespace names;
 
 constexpr const char* incomplete = "Resection Data is NOT full!";
+constexpr const char* unreadable = "Error reading resect Data!";
 constexpr const char* nameTaken =
     "The function name alredy exist. Would you like to add symbols _rs to name?";
 
@@ -201,6 +205,30 @@ bool ResectImagesHandler(zel::imagesList& list, bool interactive) {
 
 bool ResectOutputHandler(zel::imagesList& list, bool interactive) {
   return resectEach(list, interactive, {Irefe_Isens, Pressure, P_Pstat, Cp, T});
+}
+
+bool readProjectResection() {
+  try {
+    readResectionForProject(get_vur());
+    return true;
+  } catch (...) {  // a damaged file of any kind: the data set stays empty
+    get_field_data().clear();
+    message(unreadable, false);
+    return false;
+  }
+}
+
+void writeProjectResection(zel::vurStr& project) {
+  const zel::field_data<double>& data = get_field_data();
+  if (!data.complete()) return;
+  if (project.resect_data_file.empty())
+    project.resect_data_file =
+        std::filesystem::path(project.project_file).stem().string() + ".dat";
+  const std::filesystem::path file =
+      vur::absolute_in(project.resect_data_file, vur::project_folder(project));
+  write_field(file.string(), data);
+  if (!data.functions.empty())
+    writeMeshVtk(data, (file.parent_path() / file.stem()).string());
 }
 
 const samplingCounts& lastResection() { return last().counts; }

@@ -16,6 +16,7 @@
 namespace zel {
 class image;
 class imagesList;
+struct vurStr;
 }  // namespace zel
 
 namespace tamble {
@@ -57,6 +58,15 @@ bool ResectCommand(zel::image& img, bool& interactive);
 // each that is present.
 bool ResectImagesHandler(zel::imagesList& list, bool interactive);
 bool ResectOutputHandler(zel::imagesList& list, bool interactive);
+
+// Open Project's reading of the project's resection data into the host's
+// mesh data set; false after "Error reading resect Data!" (the data set is
+// then empty).
+bool readProjectResection();
+// Save Results' writing of complete resection data: `resect_data_file`, when
+// empty, becomes the project's stem with ".dat"; the data set goes there
+// with its functions, and the functions also as VTK beside it for ParaView.
+void writeProjectResection(zel::vurStr& project);
 
 // The counts of the last image carried onto the mesh.
 const samplingCounts& lastResection();

@@ -12,6 +12,7 @@
 #include "host/platform.h"
 #include "host/project.h"
 #include "plugin/availability.h"
+#include "plugin/resectCommands.h"
 #include "plugin/catalogue.h"
 #include "plugin/projectParameters.h"
 #include "plugin/projectState.h"
@@ -246,7 +247,7 @@ void saveResults(zel::imagesList& list, bool menu) {
   applyCardDefaults(state());
   writeResultImages(list, project, outputs);
   writeRegions(list, project, outputs);
-  // The resection data set is written here once resection can make one.
+  writeProjectResection(project);
   // The project keeps the parameters of the conversion that made its results.
   parametersToProject();
   write_vur_strings(project.project_file, project);

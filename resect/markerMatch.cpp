@@ -8,7 +8,6 @@
 #include <numeric>
 #include <span>
 
-#include "align/imageAlign.h"
 #include "align/polynomialFit.h"
 #include "api/errors.h"
 #include "api/log.h"
@@ -265,6 +264,58 @@ std::vector<int> byIndex(const zel::markersArray& image, const zel::markersArray
   return partner;
 }
 
+// The bilinear value at (x, y) over the four pixels around it that are not
+// background and not NaN, their weights renormalised; false when none is.
+bool maskedValue(const zel::image& img, double x, double y, float& value) {
+  const auto& field = img.field();
+  const auto& bkgr = img.bkgr();
+  const int w = field.width(), h = field.height();
+  const int i0 = static_cast<int>(std::floor(x)), j0 = static_cast<int>(std::floor(y));
+  const double fx = x - i0, fy = y - j0;
+  double sum = 0.0, weight = 0.0;
+  for (int dj = 0; dj < 2; ++dj)
+    for (int di = 0; di < 2; ++di) {
+      const int i = i0 + di, j = j0 + dj;
+      const double wgt = (di ? fx : 1.0 - fx) * (dj ? fy : 1.0 - fy);
+      if (wgt == 0.0 || i < 0 || j < 0 || i >= w || j >= h || bkgr(i, j)) continue;
+      const float v = field(i, j);
+      if (!std::isfinite(v)) continue;
+      sum += wgt * v;
+      weight += wgt;
+    }
+  if (weight <= 0.0) return false;
+  value = static_cast<float>(sum / weight);
+  return true;
+}
+
+// Resamples the image through the map (output position to source) so that
+// background never bleeds into the model: an output pixel takes the masked
+// bilinear value of its source, and is background only when no pixel
+// around the source is usable. ROI comes from the source's nearest pixel.
+// The markers move by the inverse map.
+void warpMasked(zel::image& img, const polynomialState& map) {
+  const zel::image source(img);
+  const int w = img.width(), h = img.height();
+#pragma omp parallel for schedule(static)
+  for (int y = 0; y < h; ++y) {
+    std::vector<double> xs(static_cast<std::size_t>(w)), ys(static_cast<std::size_t>(w));
+    mapRow(map.forwardX, map.forwardY, map.order, 0, w, y, xs.data(), ys.data());
+    for (int x = 0; x < w; ++x) {
+      float v = 0.0f;
+      const bool usable = maskedValue(source, xs[x], ys[x], v);
+      img.field()(x, y) = usable ? v : 0.0f;
+      img.bkgr()(x, y) = !usable;
+      const int i = static_cast<int>(std::lround(xs[x])), j = static_cast<int>(std::lround(ys[x]));
+      img.ROI()(x, y) = i >= 0 && j >= 0 && i < w && j < h && source.ROI()(i, j);
+    }
+  }
+  for (marker& m : img.markers.items) {
+    const mappedPoint p = mapPoint(map.inverseX, map.inverseY, map.order, m.x, m.y);
+    m.x = p.x;
+    m.y = p.y;
+  }
+}
+
 }  // namespace
 
 int termsOfOrder(int polyOrder) {
@@ -461,7 +512,7 @@ bool align_markers(zel::image& image, const zel::markersArray& standard,
     return false;
   zel::get_log().write("Image Alignment:     " + image.fieldName() + " - (" + ")\n\n" + text);
   image.markers = linked;
-  if (s.terms > 0) WarpImage(image, s.map);
+  if (s.terms > 0) warpMasked(image, s.map);
   pairs = image.markers;
   statistics = s;
   return true;

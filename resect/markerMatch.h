@@ -103,7 +103,10 @@ std::string connectionText(const linkStatistics& statistics);
 
 // Links the image's markers to the standard set and warps the image onto it
 // (its markers move with it); `pairs` receives the moved markers in the
-// standard numbering. A count of markers that differs from the standard
+// standard numbering. The resampling keeps background out of the model: an
+// output pixel takes the bilinear value of the usable (not background, not
+// NaN) pixels around its source, renormalised, and is background only when
+// none is usable. A count of markers that differs from the standard
 // set's asks "Would You like to copy Image?"; No stops. The connection text
 // is a notice with `showInfo` and goes to the log. With the identity map
 // (no terms) the image is not resampled. False when the linking fails or the

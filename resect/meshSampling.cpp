@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "api/field.h"
+
 namespace tamble {
 
 namespace {
@@ -83,26 +85,13 @@ cameraCentre centreOf(const resectCoefficients& c) {
 }
 
 vec minus(const vec& a, const vec& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-vec cross(const vec& a, const vec& b) {
-  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 double dot(const vec& a, const vec& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
-// The nodes' normals of a surface block (nk = 1): the cross product of the
-// differences along i and along j, central inside and one-sided at the
-// edges. Volume blocks and lines get none.
-std::vector<vec> surfaceNormals(const zel::meshBlock& b) {
+// The nodes' unit normals of a surface block (nk = 1): the cross product of
+// the grid's i and j directions. Volume blocks and lines get none.
+std::vector<vec> blockNormals(const zel::meshBlock& b) {
   if (b.nk != 1 || b.ni < 2 || b.nj < 2) return {};
-  std::vector<vec> out(b.count());
-  for (int j = 0; j < b.nj; ++j)
-    for (int i = 0; i < b.ni; ++i) {
-      const int i0 = std::max(i - 1, 0), i1 = std::min(i + 1, b.ni - 1);
-      const int j0 = std::max(j - 1, 0), j1 = std::min(j + 1, b.nj - 1);
-      const vec di = minus(b.nodes[b.at(i1, j, 0)], b.nodes[b.at(i0, j, 0)]);
-      const vec dj = minus(b.nodes[b.at(i, j1, 0)], b.nodes[b.at(i, j0, 0)]);
-      out[b.at(i, j, 0)] = cross(di, dj);
-    }
-  return out;
+  return zel::surfaceNormals(b.nodes.data(), b.ni, b.nj);
 }
 
 // Nearest surface per pixel, as the inverse depth (larger is nearer).
@@ -220,7 +209,7 @@ samplingCounts sampleMesh(const zel::field_data<double>& mesh,
   values.assign(mesh.blocks.size(), {});
   for (std::size_t b = 0; b < mesh.blocks.size(); ++b) {
     const zel::meshBlock& block = mesh.blocks[b];
-    const std::vector<vec> normals = surfaceNormals(block);
+    const std::vector<vec> normals = blockNormals(block);
     const long n = static_cast<long>(block.count());
     std::vector<verdict> verdicts(block.count(), verdict::outside);
     std::vector<signed char> facing(block.count(), 0);  // sign of the normal towards the camera
@@ -235,7 +224,8 @@ samplingCounts sampleMesh(const zel::field_data<double>& mesh,
         continue;
       }
       verdicts[k] = verdict::seen;
-      if (normals.empty()) continue;
+      // A node without a normal (a collapsed cell) is not judged by it.
+      if (normals.empty() || dot(normals[k], normals[k]) == 0.0) continue;
       const vec view = camera.finite ? minus(camera.centre, block.nodes[k]) : camera.centre;
       const double len = std::sqrt(dot(normals[k], normals[k]) * dot(view, view));
       const double cosine = len > 0.0 ? dot(normals[k], view) / len : 0.0;

@@ -1,11 +1,15 @@
 // The steps on the model's mesh data set (docs/resection-data.md): `mesh`
 // loads a resection data file or a bare PLOT3D grid into the session's data
 // set and tells what it holds; `save-mesh` writes its functions.
+#include <cmath>
 #include <cstdio>
+#include <algorithm>
 #include <filesystem>
+#include <vector>
 #include <system_error>
 
 #include "api/camera.h"
+#include "api/numbers.h"
 #include "api/paths.h"
 #include "apps/tamble/failure.h"
 #include "apps/tamble/session.h"
@@ -91,6 +95,40 @@ void saveMeshStep(session& s, const stepArgs& a) {
               data.functions.size(), data.functions.size() == 1 ? "" : "s");
   std::printf("%s: %zu VTK piece%s\n", files.index.c_str(), files.pieces.size(),
               files.pieces.size() == 1 ? "" : "s");
+}
+
+// How far a function of the mesh lies from a true one, over the nodes where
+// both hold a value; and how many nodes the found one covers.
+void meshCompareStep(session&, const stepArgs& a) {
+  const zel::field_data<double>& data = get_field_data();
+  const int found = data.findFunction(a.name), truth = data.findFunction(a.command);
+  for (const auto& [index, name] : {std::pair{found, a.name}, std::pair{truth, a.command}})
+    if (index < 0) throw stepError("the mesh has no function '" + name + "'");
+  constexpr double missing = zel::field_data<double>::missing;
+  double sum = 0, sumSquares = 0, worst = -1;
+  std::size_t n = 0, nodes = 0, worstNode = 0;
+  std::vector<double> sizes;
+  for (std::size_t b = 0; b < data.blocks.size(); ++b)
+    for (std::size_t k = 0; k < data.blocks[b].count(); ++k, ++nodes) {
+      const double f = data.functions[found].values[b][k], t = data.functions[truth].values[b][k];
+      if (f == missing || t == missing) continue;
+      const double d = f - t;
+      sum += d, sumSquares += d * d, ++n;
+      sizes.push_back(std::fabs(d));
+      if (std::fabs(d) > worst) worst = std::fabs(d), worstNode = nodes;
+    }
+  if (n == 0) throw stepError("no node holds a value in both '" + a.name + "' and '" + a.command + "'");
+  // The error that half and 99 % of the nodes stay within.
+  auto share = [&sizes](double q) {
+    auto at = sizes.begin() + static_cast<std::ptrdiff_t>(q * static_cast<double>(sizes.size() - 1));
+    std::nth_element(sizes.begin(), at, sizes.end());
+    return *at;
+  };
+  auto text = [](double v) { return numberText(v, 4, zel::decimalMark::point); };
+  const double median = share(0.5), p99 = share(0.99);
+  std::printf("nodes=%zu of %zu rms=%s worst=%s at node %zu mean=%s median=%s p99=%s\n", n, nodes,
+              text(std::sqrt(sumSquares / n)).c_str(), text(worst).c_str(), worstNode + 1,
+              text(sum / n).c_str(), text(median).c_str(), text(p99).c_str());
 }
 
 }  // namespace tamble::cli

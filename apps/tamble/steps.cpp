@@ -166,6 +166,11 @@ void defineMesh(CLI::App& app, stepArgs& a) {
   app.add_option("options", a.words, "for a grid: unit=mm|sm|dm|m|km, form=WORDS");
 }
 
+void defineMeshCompare(CLI::App& app, stepArgs& a) {
+  app.add_option("found", a.name, "the function found")->required();
+  app.add_option("truth", a.command, "the true function")->required();
+}
+
 void defineSaveMesh(CLI::App& app, stepArgs& a) {
   app.add_option("stem", a.file, "folder and file stem: STEM.f, STEM.nam, STEM.vtm, STEM_N.vts")
       ->required();
@@ -206,6 +211,8 @@ const stepDef steps[] = {
     {"resect", "carry an image onto the mesh as a new function", defineResect, resectStep},
     {"mesh", "load the model's mesh data set and show what it holds", defineMesh, meshStep},
     {"save-mesh", "write the mesh's functions (PLOT3D and VTK)", defineSaveMesh, saveMeshStep},
+    {"mesh-compare", "print how far a function of the mesh lies from a true one",
+     defineMeshCompare, meshCompareStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
 };
 

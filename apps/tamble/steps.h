@@ -76,6 +76,7 @@ void convertStep(session& s, const stepArgs& a);
 void compareStep(session& s, const stepArgs& a);
 void calibrateStep(session& s, const stepArgs& a);
 void resectStep(session& s, const stepArgs& a);
+void meshCompareStep(session& s, const stepArgs& a);
 void campaignStatusStep(session& s, const stepArgs& a);
 void projectStep(session& s, const stepArgs& a);
 void closeProjectStep(session& s, const stepArgs& a);

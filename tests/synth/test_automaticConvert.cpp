@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@
 #include "host/project.h"
 #include "plugin/automaticConvert.h"
 #include "plugin/convertLists.h"
+#include "plugin/resectCommands.h"
+#include "plugin/saveResults.h"
+#include "host/resectData.h"
 #include "plugin/markingStages.h"
 #include "filters/circleFilters.h"
 #include "plugin/projectCommands.h"
@@ -397,6 +401,54 @@ TEST_F(ConvertList, AListProjectSavesARoundPerEntry) {
   for (const char* stem : {"wind_on_sens", "second_sens", "third_sens"})
     EXPECT_TRUE(std::filesystem::exists(path(std::string(stem) + "_Cp.imp"))) << stem;
   EXPECT_FALSE(state().batchMode);
+}
+
+}  // namespace
+
+namespace {
+
+// The results of a conversion carried onto the run's mesh: the resected Cp
+// holds the true Cp at the nodes the camera sees, and Save Results writes
+// the mesh's functions beside the project, for ParaView as well.
+TEST_F(AutomaticConvertRun, ResectsTheResultsOntoTheMeshAndSavesThem) {
+  openRun({"motion=0", "noise=0", "size=512"});
+  ASSERT_TRUE(get_field_data().complete());
+  ASSERT_TRUE(AutomaticConvert(list, false));
+  ASSERT_TRUE(ResectOutputHandler(list, false));
+  const zel::field_data<double>& mesh = get_field_data();
+  const int found = mesh.findFunction("Cp - (run)"), truth = mesh.findFunction("Cp");
+  ASSERT_GE(found, 0);
+  ASSERT_GE(truth, 0);
+  std::vector<double> errors;
+  std::size_t nodes = 0;
+  for (std::size_t b = 0; b < mesh.blocks.size(); ++b)
+    for (std::size_t k = 0; k < mesh.blocks[b].count(); ++k, ++nodes) {
+      const double v = mesh.functions[found].values[b][k];
+      if (v != zel::field_data<double>::missing)
+        errors.push_back(std::fabs(v - mesh.functions[truth].values[b][k]));
+    }
+  ASSERT_GT(errors.size(), nodes * 9 / 10);  // the camera sees the model from above
+  std::sort(errors.begin(), errors.end());
+  EXPECT_LT(errors[errors.size() / 2], 0.01);  // steep rises on a coarse frame spread the rest
+  EXPECT_LT(errors[errors.size() * 9 / 10], 0.1);
+
+  SaveResultsMenu(list);
+  zel::field_data<double> saved;
+  readResectData(path("run_resect.dat"), saved);
+  EXPECT_GE(saved.findFunction("Cp - (run)"), 0);
+  EXPECT_TRUE(std::filesystem::exists(path("run_resect.vtm")));
+}
+
+// Resection data that cannot be read keep the project closed.
+TEST_F(AutomaticConvertRun, DamagedResectionDataKeepTheProjectClosed) {
+  const auto run = synth::makeRun(synth::parseRunOptions({"size=256"}));
+  synth::writeRun(*run, dir.string());
+  std::ofstream(path("run_resect.x"), std::ios::binary) << "not a grid";
+  user.ui.fileChoices = {path("run.vur")};
+  ASSERT_TRUE(OpenProject(list));
+  EXPECT_EQ(user.ui.notices.back(), "Error reading resect Data!");
+  EXPECT_FALSE(state().projectOpen);
+  EXPECT_TRUE(get_field_data().meshEmpty());
 }
 
 }  // namespace
