@@ -142,8 +142,13 @@ bool ResectImage(zel::field_data<double>& data, const resectRun& run, bool showI
   zel::markersArray pairs;
   linkStatistics statistics;
   if (!align_markers(work, data.imageMarkers, run.link, showInfo, pairs, statistics,
-                     [](const std::string& q) { return message(q, true); }))
+                     [](const std::string& q) { return message(q, true); })) {
+    if (statistics.pairs == 0)  // not the user's No: the matching failed
+      message("Resection: " + name + "\n\nThe image's markers cannot be matched to the standard "
+              "markers",
+              false);
     return false;
+  }
   resectCoefficients coefficients;
   resectErrors errors;
   lensTerms lens;

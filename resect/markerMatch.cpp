@@ -505,6 +505,7 @@ bool align_markers(zel::image& image, const zel::markersArray& standard,
   zel::markersArray linked;
   linkStatistics s;
   if (!findMarkersLink(image.markers, standard, parameters, linked, s)) return false;
+  statistics = s;  // the linking's figures, whatever the user answers below
   const std::string text = connectionText(s);
   if (showInfo) zel::report().notice(text);
   if (image.markers.count() != standard.count() && ask &&
@@ -514,7 +515,6 @@ bool align_markers(zel::image& image, const zel::markersArray& standard,
   image.markers = linked;
   if (s.terms > 0) warpMasked(image, s.map);
   pairs = image.markers;
-  statistics = s;
   return true;
 }
 

@@ -110,7 +110,7 @@ std::string connectionText(const linkStatistics& statistics);
 // set's asks "Would You like to copy Image?"; No stops. The connection text
 // is a notice with `showInfo` and goes to the log. With the identity map
 // (no terms) the image is not resampled. False when the linking fails or the
-// user stops.
+// user stops; `statistics` holds the linking's figures once it succeeded.
 bool align_markers(zel::image& image, const zel::markersArray& standard,
                    const linkParameters& parameters, bool showInfo, zel::markersArray& pairs,
                    linkStatistics& statistics, const alignQuestion& ask = {});
