@@ -12,6 +12,7 @@
 #include "api/errors.h"
 #include "api/log.h"
 #include "api/report.h"
+#include "resect/meshSampling.h"
 
 namespace tamble {
 
@@ -264,30 +265,6 @@ std::vector<int> byIndex(const zel::markersArray& image, const zel::markersArray
   return partner;
 }
 
-// The bilinear value at (x, y) over the four pixels around it that are not
-// background and not NaN, their weights renormalised; false when none is.
-bool maskedValue(const zel::image& img, double x, double y, float& value) {
-  const auto& field = img.field();
-  const auto& bkgr = img.bkgr();
-  const int w = field.width(), h = field.height();
-  const int i0 = static_cast<int>(std::floor(x)), j0 = static_cast<int>(std::floor(y));
-  const double fx = x - i0, fy = y - j0;
-  double sum = 0.0, weight = 0.0;
-  for (int dj = 0; dj < 2; ++dj)
-    for (int di = 0; di < 2; ++di) {
-      const int i = i0 + di, j = j0 + dj;
-      const double wgt = (di ? fx : 1.0 - fx) * (dj ? fy : 1.0 - fy);
-      if (wgt == 0.0 || i < 0 || j < 0 || i >= w || j >= h || bkgr(i, j)) continue;
-      const float v = field(i, j);
-      if (!std::isfinite(v)) continue;
-      sum += wgt * v;
-      weight += wgt;
-    }
-  if (weight <= 0.0) return false;
-  value = static_cast<float>(sum / weight);
-  return true;
-}
-
 // Resamples the image through the map (output position to source) so that
 // background never bleeds into the model: an output pixel takes the masked
 // bilinear value of its source, and is background only when no pixel
@@ -301,9 +278,9 @@ void warpMasked(zel::image& img, const polynomialState& map) {
     std::vector<double> xs(static_cast<std::size_t>(w)), ys(static_cast<std::size_t>(w));
     mapRow(map.forwardX, map.forwardY, map.order, 0, w, y, xs.data(), ys.data());
     for (int x = 0; x < w; ++x) {
-      float v = 0.0f;
-      const bool usable = maskedValue(source, xs[x], ys[x], v);
-      img.field()(x, y) = usable ? v : 0.0f;
+      double v = 0.0;
+      const bool usable = maskedBilinear(source, xs[x], ys[x], v);
+      img.field()(x, y) = usable ? static_cast<float>(v) : 0.0f;
       img.bkgr()(x, y) = !usable;
       const int i = static_cast<int>(std::lround(xs[x])), j = static_cast<int>(std::lround(ys[x]));
       img.ROI()(x, y) = i >= 0 && j >= 0 && i < w && j < h && source.ROI()(i, j);

@@ -156,8 +156,11 @@ void forEachFace(const zel::meshBlock& b, Quad quad) {
   for (int i : {0, b.ni - 1}) sheet(b.nj, b.nk, [&](int j, int k) { return b.at(i, j, k); });
 }
 
-// The bilinear value at (x, y) over the usable pixels around it.
-bool sample(const zel::image& img, double x, double y, double& value) {
+enum class verdict : unsigned char { seen, outside, hidden, facingAway, unusable };
+
+}  // namespace
+
+bool maskedBilinear(const zel::image& img, double x, double y, double& value) {
   const auto& field = img.field();
   const auto& bkgr = img.bkgr();
   const int w = field.width(), h = field.height();
@@ -178,10 +181,6 @@ bool sample(const zel::image& img, double x, double y, double& value) {
   value = sum / weight;
   return true;
 }
-
-enum class verdict : unsigned char { seen, outside, hidden, facingAway, unusable };
-
-}  // namespace
 
 samplingCounts sampleMesh(const zel::field_data<double>& mesh,
                           const cameraProjection& projection, const zel::image& img,
@@ -245,7 +244,7 @@ samplingCounts sampleMesh(const zel::field_data<double>& mesh,
         verdicts[k] = verdict::facingAway;
         continue;
       }
-      if (!sample(img, points[b][k].x, points[b][k].y, values[b][k]))
+      if (!maskedBilinear(img, points[b][k].x, points[b][k].y, values[b][k]))
         verdicts[k] = verdict::unusable;
     }
     for (verdict v : verdicts) {

@@ -26,6 +26,11 @@
 
 namespace tamble {
 
+// The bilinear value at (x, y) over those of the four pixels around it that
+// are neither background nor NaN, their weights renormalised; false when
+// none is usable. Pixel (i, j) is centred on (i, j).
+bool maskedBilinear(const zel::image& img, double x, double y, double& value);
+
 // Why nodes were skipped, and how many were seen.
 struct samplingCounts {
   std::size_t nodes = 0;
