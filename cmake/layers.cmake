@@ -30,6 +30,7 @@ set(TAMBLE_LAYER_PATHS
   plugin/commandTable.cpp   plugin-library
   plugin/tableRows.cpp      plugin-library
   apps/                     hosts
+  apps/workbench/           hosts
   bench/                    bench
   tests/                    tests)
 
