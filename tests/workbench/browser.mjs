@@ -77,6 +77,7 @@ async function waitFor(what, predicate, timeout = 15000) {
 
 before(async () => {
   runTamble(['synth', 'run', 'size=128']);
+  runTamble(['synth', 'large', 'size=256']);  // large enough for the whole conversion
   [base, token] = await startServer();
 });
 after(() => { if (server) server.kill(); });
@@ -263,7 +264,6 @@ describe('a session by mouse', () => {
     await page.mouse.up();
     await waitFor('the ROI', async () => Buffer.from((await pixels(0)).roi).equals(Buffer.from(expected)));
     await page.waitForFunction(() => window.workbench.view.pixels?.roi[40 * 128 + 30] === 1);
-    await shot('workbench-roi');
 
     const before = Buffer.from((await pixels(0)).field);
     await menu('Edit', 'median-filter');
@@ -349,12 +349,12 @@ describe('a session by mouse', () => {
     await page.locator('#saveRoi').click();
     await modal('file').locator('input[name=fileName]').fill('roi.imp');
     await modal('file').getByRole('button', { name: 'OK' }).click();
-    await waitFor('roi.imp', () => fs.existsSync(path.join(work, 'roi.imp')));
+    // The picker opens where the last one ended: the run's folder.
+    await waitFor('roi.imp', () => fs.existsSync(path.join(work, 'run/roi.imp')));
     await page.locator('#saveImage').click();
     await modal('file').locator('input[name=fileName]').fill('web.imp');
-    await shot('workbench-save');
     await modal('file').getByRole('button', { name: 'OK' }).click();
-    await waitFor('web.imp', () => fs.existsSync(path.join(work, 'web.imp')));
+    await waitFor('web.imp', () => fs.existsSync(path.join(work, 'run/web.imp')));
     const download = page.waitForEvent('download');
     await page.locator('#quickLook').click();
     const png = await (await download).path();
@@ -362,11 +362,49 @@ describe('a session by mouse', () => {
 
     runTamble(['script', '-'], [
       'project run/run.vur', 'run dark-frame-subtraction', 'run b-convert/flat-field-correction',
-      'select wind_on_sens', 'load-mask wind_on_sens ROI roi.imp', 'run median-filter m_diameter=5',
+      'select wind_on_sens', 'load-mask wind_on_sens ROI run/roi.imp', 'run median-filter m_diameter=5',
       'run edit/undo', 'run median-filter m_diameter=5',
       'run open-background --file run/wind_on_sens.tif --answer no', 'save wind_on_sens=cli.imp', ''].join('\n'));
-    assert.ok(fs.readFileSync(path.join(work, 'web.imp')).equals(fs.readFileSync(path.join(work, 'cli.imp'))),
+    assert.ok(fs.readFileSync(path.join(work, 'run/web.imp')).equals(fs.readFileSync(path.join(work, 'cli.imp'))),
       'the workbench and tamble script saved different images');
     assert.deepEqual(notices.filter(n => n.startsWith('page error')), []);
+  });
+
+  it('converts a project: the scenario greys its stages, the stage report ends it', async () => {
+    await menu('B Convert', 'open-project');
+    const picker = modal('file');
+    await picker.waitFor();
+    await picker.locator('li.folder', { hasText: /^\.\.$/ }).click();
+    await pickFile(['large', 'run.vur']);
+    await settle();
+    await menu('B Convert', 'automatic-convert');
+    const dialog = modal('record');
+    await dialog.waitFor();
+    const outputs = ['m_CB01_FGThin', 'm_CB01_FinalFilter', 'm_CB01_Corr', 'm_CB01_Resection'];
+    const enabled = () => Promise.all(outputs.map(k => dialog.locator(`input[name=${k}]`).isEnabled()));
+    const offered = await enabled();
+    assert.ok(offered.includes(true), 'no output stage is offered');
+    await dialog.locator('input[name=m_CB01_Convert]').uncheck();
+    await page.waitForFunction(() => document.querySelector('.modal input[name=m_CB01_Corr]').disabled);
+    assert.deepEqual(await enabled(), outputs.map(() => false));
+    await dialog.locator('input[name=m_CB01_Convert]').check();
+    await page.waitForFunction(() => !document.querySelector('.modal input[name=m_CB01_Corr]').disabled);
+    assert.deepEqual(await enabled(), offered);
+    await shot('workbench-scenario');
+    await dialog.getByRole('button', { name: 'OK' }).click();
+    // The stage report comes as a notice at the end.
+    const report = modal('notice').filter({ hasText: 'Computational time' });
+    await report.waitFor();
+    assert.match(await report.textContent(), /Dark subtraction: [0-9.]+ seconds/);
+    await shot('workbench-report');
+    await settle();
+    assert.ok(notices.some(n => n.includes('Computational time')));
+    const images = (await request('/api/images')).json.images;
+    assert.deepEqual(images.filter(i => i.converted && i.markers > 0).map(i => i.name).sort(),
+      ['Cp', 'Irefe_Isens', 'P_Pstat', 'Pressure']);
+    await selectImage('Cp');
+    await page.selectOption('#colormap', 'coolwarm');
+    await page.waitForFunction(() => window.workbench.view.query?.colormap === 'coolwarm' && window.workbench.view.markers.length > 0);
+    await shot('workbench-cp');
   });
 });

@@ -264,6 +264,19 @@ TEST_F(interactionTest, StoppingCancelsWhatWaitsAndNoticesQueue) {
   EXPECT_FALSE(got.get());
 }
 
+TEST_F(interactionTest, ProgressAndTheWaitCursorShowUntilTheCommandEnds) {
+  EXPECT_FALSE(ui->state(0).contains("progress"));
+  ui->progress("Converting the list", 40);
+  ui->waitCursor(true);
+  const json during = ui->state(0);
+  EXPECT_EQ(during["progress"]["what"], "Converting the list");
+  EXPECT_EQ(during["progress"]["percent"], 40);
+  EXPECT_TRUE(during["wait"].get<bool>());
+  ui->resetProgress();
+  EXPECT_FALSE(ui->state(0).contains("progress"));
+  EXPECT_FALSE(ui->state(0)["wait"].get<bool>());
+}
+
 // ---- what the page reads -------------------------------------------------------------
 
 bool hasImage(const zel::imagesList& list) { return list.current() != nullptr; }

@@ -197,9 +197,13 @@ export function pickImage(title, entries, current) {
 // A file of the session's folder: folders are browsed, files chosen by
 // click (several with `multiple`), a new name typed when saving. Resolves
 // to the relative path (a list of them), or null for Cancel.
+// Without a proposal the picker opens where the last one ended.
+let lastFolder = '';
+
 export function pickFile({ title, extensions = [], save = false, proposed = '', multiple = false }) {
   return new Promise(resolve => {
-    let dir = proposed.includes('/') ? proposed.slice(0, proposed.lastIndexOf('/')) : '';
+    let dir = proposed.includes('/') ? proposed.slice(0, proposed.lastIndexOf('/')) : lastFolder;
+    const done = value => { lastFolder = dir; resolve(value); };
     const chosen = new Set();
     const where = element('div', { className: 'where' });
     const list = element('ul');
@@ -245,13 +249,13 @@ export function pickFile({ title, extensions = [], save = false, proposed = '', 
       ['OK', () => {
         if (save) {
           if (!name.value) { refusal.textContent = 'Type a file name.'; return false; }
-          resolve(joined(name.value));
+          done(joined(name.value));
         } else if (multiple) {
           if (!chosen.size) { refusal.textContent = 'Choose a file.'; return false; }
-          resolve([...chosen]);
+          done([...chosen]);
         } else {
           if (!chosen.size) { refusal.textContent = 'Choose a file.'; return false; }
-          resolve([...chosen][0]);
+          done([...chosen][0]);
         }
       }],
       ['Cancel', () => resolve(null)]], { kind: 'file' });

@@ -106,12 +106,11 @@ async function runCommand(row) {
 async function refresh() {
   try {
     const [list, menu] = await Promise.all([api.get('/api/images'), api.get('/api/menu')]);
-    const changedImage = list.current !== app.current;
     Object.assign(app, { images: list.images, current: list.current, undo: list.undo, generation: list.generation });
     showImages();
     showMenus(menu.groups);
     const img = app.images[app.current];
-    if (img) await view.load(img, renderQuery(), !changedImage); else view.clear();
+    if (img) await view.load(img, renderQuery()); else view.clear();
   } catch (e) {
     if (e.status !== 409) notice(e.message, true);  // busy: the next poll refreshes
   }

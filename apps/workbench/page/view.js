@@ -21,9 +21,11 @@ export class ImageView {
 
   // ---- loading ----
 
-  async load(image, renderQuery, keepView) {
-    const first = !this.image || this.image.index !== image.index || this.image.width !== image.width ||
-      this.image.height !== image.height;
+  // The zoom and pan stay while the images shown have one size, so that
+  // images of a run can be compared in place; another size is fitted.
+  async load(image, renderQuery) {
+    const resized = !this.picture || this.image.width !== image.width || this.image.height !== image.height;
+    if (this.image?.index !== image.index) this.readout.textContent = '\u00a0';
     this.image = image;
     if (!image || image.width === 0 || image.height === 0) { this.picture = null; this.draw(); return; }
     const params = { image: image.index, ...renderQuery };
@@ -38,8 +40,9 @@ export class ImageView {
       roi: new Uint8Array(bytes, 5 * n, n),
     };
     this.markers = markers;
+    this.query = renderQuery;
     this.makeOverlay();
-    if (first && !keepView) this.fit();
+    if (resized) this.fit();
     this.draw();
   }
 
@@ -121,8 +124,12 @@ export class ImageView {
       g.strokeStyle = m.active ? '#ff00ff' : '#a0a0a0';
       g.lineWidth = 1.5;
       g.beginPath(); g.arc(x, y, Math.max(4, 4 * this.scale), 0, 2 * Math.PI); g.stroke();
+      // Ids are outlined so that they read on light and dark pixels alike.
+      const tx = x + Math.max(5, 4 * this.scale), ty = y - 4;
+      g.strokeStyle = '#000'; g.lineWidth = 3;
+      g.strokeText(String(m.id), tx, ty);
       g.fillStyle = m.active ? '#ffb3ff' : '#c8c8c8';
-      g.fillText(String(m.id), x + Math.max(5, 4 * this.scale), y - 4);
+      g.fillText(String(m.id), tx, ty);
     }
   }
 
