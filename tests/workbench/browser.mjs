@@ -65,7 +65,7 @@ async function request(pathAndQuery, { method = 'GET', body, headers = {}, withT
 }
 const post = (p, body) => request(p, { method: 'POST', body: typeof body === 'string' ? body : JSON.stringify(body) });
 
-async function waitFor(what, predicate, timeout = 15000) {
+async function waitFor(what, predicate, timeout = 30000) {
   const end = Date.now() + timeout;
   for (;;) {
     const value = await predicate();
@@ -161,7 +161,7 @@ describe('a session by mouse', () => {
         '--disable-background-networking', '--disable-component-update', '--disable-sync'],
     });
     page = await browser.newPage();
-    page.setDefaultTimeout(8000);
+    page.setDefaultTimeout(20000);
     page.on('pageerror', e => notices.push(`page error: ${e.message}`));
     await page.goto(`${base}/?token=${token}`);
     await page.waitForSelector('.menu[data-group="B Convert"]');
@@ -295,6 +295,45 @@ describe('a session by mouse', () => {
     await dialog.getByRole('button', { name: 'OK' }).click();
     await settle();
     assert.deepEqual(Buffer.from((await pixels(0)).field), filtered);
+  });
+
+  it('subtracts a polygon and a freehand outline from the ROI', async () => {
+    await selectImage('wind_off_sens');
+    const start = Uint8Array.from((await pixels(1)).roi);
+    const roiNow = async () => Buffer.from((await pixels(1)).roi);
+    await page.locator('input[name=roiMode][value=subtract]').check();
+    // A triangle whose pixel centres x + y < 15 (from its corner) lie inside,
+    // on the model, where the ROI was set.
+    await page.locator('button.tool[data-tool=polygon]').click();
+    for (const [x, y] of [[56, 56], [72, 56], [56, 72]]) {
+      const p = await screenOf(x, y);
+      await page.mouse.click(p.x, p.y);
+    }
+    await page.keyboard.press('Enter');
+    const triangle = Uint8Array.from(start);
+    for (let y = 0; y < 16; ++y) for (let x = 0; x < 16; ++x) if (x + y < 15) triangle[(56 + y) * 128 + 56 + x] = 0;
+    const cleared = (a, b) => a.reduce((n, v, i) => n + (v !== b[i] ? 1 : 0), 0);
+    assert.equal(cleared(start, triangle), 120);
+    await waitFor('the triangle', async () => (await roiNow()).equals(Buffer.from(triangle)));
+    // A freehand square traced along its edges.
+    await page.locator('button.tool[data-tool=freehand]').click();
+    const corners = [[20, 60], [40, 60], [40, 68], [20, 68]];
+    const first = await screenOf(...corners[0]);
+    await page.mouse.move(first.x, first.y);
+    await page.mouse.down();
+    for (const c of [...corners.slice(1), corners[0]]) {
+      const p = await screenOf(...c);
+      await page.mouse.move(p.x, p.y, { steps: 5 });
+    }
+    await page.mouse.up();
+    const square = Uint8Array.from(triangle);
+    for (let y = 60; y < 68; ++y) for (let x = 20; x < 40; ++x) square[y * 128 + x] = 0;
+    assert.equal(cleared(triangle, square), 160);
+    await waitFor('the square', async () => (await roiNow()).equals(Buffer.from(square)));
+    await page.locator('input[name=roiMode][value=add]').check();
+    for (let i = 0; i < 2; ++i) await page.locator('#hostUndo').click();
+    await waitFor('the ROI undone', async () => (await roiNow()).equals(Buffer.from(start)));
+    await selectImage('wind_on_sens');
   });
 
   it('answers a question', async () => {
