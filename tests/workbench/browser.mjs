@@ -75,6 +75,14 @@ async function waitFor(what, predicate, timeout = 30000) {
   }
 }
 
+// The server goes with the test, however it ends; the folder stays only
+// when something failed, to look at.
+process.on('exit', code => {
+  if (server) server.kill();
+  if (!code) fs.rmSync(work, { recursive: true, force: true });
+});
+for (const signal of ['SIGINT', 'SIGTERM']) process.on(signal, () => process.exit(1));
+
 before(async () => {
   runTamble(['synth', 'run', 'size=128']);
   runTamble(['synth', 'large', 'size=256']);  // large enough for the whole conversion
@@ -127,6 +135,19 @@ describe('requests refused', () => {
     }
     const list = await request('/api/images');
     assert.deepEqual(list.json.images, []);
+  });
+
+  it('listens on another interface only when told, with a warning', async () => {
+    const other = spawn(tamble, ['serve', '.', '--bind', '127.0.0.2'], { cwd: work, env });
+    let out = '', err = '';
+    other.stdout.on('data', c => { out += c; });
+    other.stderr.on('data', c => { err += c; });
+    try {
+      await waitFor('the second server', () => out.includes('token='));
+      assert.match(out, /http:\/\/127\.0\.0\.2:\d+\/\?token=[0-9a-f]{32}/);
+      assert.match(err, /^warning: the workbench listens on 127\.0\.0\.2/);
+    } finally { other.kill(); }
+    assert.match(base, /^http:\/\/127\.0\.0\.1:/);
   });
 
   it('answers busy while a command runs', async () => {
