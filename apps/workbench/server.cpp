@@ -94,7 +94,7 @@ std::string describeFailure(const std::exception_ptr& failure) {
 class workbench {
  public:
   workbench(cli::session& s, const serveOptions& options)
-      : s(s), folder(options.folder), ui(folder), token(randomToken()) {
+      : s(s), folder(options.folder), ui(folder, s.inputs), token(randomToken()) {
     setHostUi(&ui);
   }
   ~workbench() {
@@ -216,14 +216,14 @@ zel::image& workbench::imageOf(const json& body) {
 
 // The token in the address becomes a cookie, so that the page's own files and
 // downloads carry it without showing it again.
-void workbench::page(const httplib::Request& req, httplib::Response& res) {
+void workbench::page(const httplib::Request&, httplib::Response& res) {
   std::ifstream file(pageFile, std::ios::binary);
   if (!file) throw requestError("the page's files are missing (" + pageFile + ")", 500);
   const std::string html{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   res.set_header("Set-Cookie", std::string(tokenCookie) + "=" + token +
                                    "; Path=/; HttpOnly; SameSite=Strict");
   res.set_header("Cache-Control", "no-store");
-  if (req.has_param("token")) res.set_header("Referrer-Policy", "no-referrer");
+  res.set_header("Referrer-Policy", "no-referrer");
   res.set_content(html, "text/html; charset=utf-8");
 }
 

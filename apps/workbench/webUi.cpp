@@ -4,6 +4,7 @@
 
 #include "api/log.h"
 #include "api/numbers.h"
+#include "apps/tamble/session.h"
 #include "apps/workbench/requestError.h"
 #include "host/paramRecord.h"
 
@@ -163,10 +164,15 @@ webUi::pendingInteraction& webUi::pendingWith(long id) {
   return *pending;
 }
 
-std::string webUi::pathAnswer(const json& reply, bool save) const {
+std::string webUi::pathAnswer(const json& reply, bool save) {
   if (!reply.contains("path") || !reply["path"].is_string())
     throw requestError("give the file as \"path\", relative to the session's folder");
-  return folder.resolve(reply["path"].get<std::string>(), !save).string();
+  const std::string path = folder.resolve(reply["path"].get<std::string>(), !save).string();
+  if (save)
+    inputs.checkWritable(path);
+  else
+    inputs.add(path);
+  return path;
 }
 
 void webUi::answer(long id, const json& reply) {

@@ -16,13 +16,19 @@
 #include "apps/workbench/sessionFolder.h"
 #include "host/hostUi.h"
 
+namespace tamble::cli {
+class inputFiles;
+}
+
 namespace tamble::workbench {
 
 using json = nlohmann::json;
 
 class webUi : public HostUi {
  public:
-  explicit webUi(const sessionFolder& folder) : folder(folder) {}
+  // Files chosen to read become the session's inputs, which no command
+  // writes over, as on the command line.
+  webUi(const sessionFolder& folder, cli::inputFiles& inputs) : folder(folder), inputs(inputs) {}
 
   // ---- the worker's side (HostUi) ----
   bool message(const std::string& text, bool ask, bool error) override;
@@ -70,9 +76,10 @@ class webUi : public HostUi {
   std::optional<json> ask(const std::string& kind, json payload, paramRecord* record = nullptr,
                           bool save = false);
   pendingInteraction& pendingWith(long id);
-  std::string pathAnswer(const json& reply, bool save) const;
+  std::string pathAnswer(const json& reply, bool save);
 
   const sessionFolder& folder;
+  cli::inputFiles& inputs;
   std::mutex lock;
   std::condition_variable answered;
   std::optional<pendingInteraction> pending;

@@ -10,6 +10,8 @@
 #include <thread>
 
 #include "api/imagesList.h"
+#include "apps/tamble/failure.h"
+#include "apps/tamble/session.h"
 #include "apps/workbench/maskShapes.h"
 #include "apps/workbench/requestError.h"
 #include "apps/workbench/sessionFolder.h"
@@ -167,7 +169,7 @@ class interactionTest : public testing::tempFolderTest {
     tempFolderTest::SetUp();
     std::ofstream(dir / "run.vur") << "";
     folder = std::make_unique<sessionFolder>(dir);
-    ui = std::make_unique<webUi>(*folder);
+    ui = std::make_unique<webUi>(*folder, inputs);
   }
   // The pending interaction's id once the worker has asked.
   long waitForInteraction() {
@@ -180,6 +182,7 @@ class interactionTest : public testing::tempFolderTest {
     return -1;
   }
 
+  cli::inputFiles inputs;
   std::unique_ptr<sessionFolder> folder;
   std::unique_ptr<webUi> ui;
 };
@@ -219,6 +222,12 @@ TEST_F(interactionTest, RefusedAnswersKeepTheQuestionOpen) {
   EXPECT_THROW(ui->answer(id + 1, {{"path", "run.vur"}}), requestError);  // not the one asked
   ui->answer(id, {{"path", "run.vur"}});
   EXPECT_EQ(got.get(), fs::canonical(dir / "run.vur").string());
+  // What was read is never written.
+  auto save = std::async(std::launch::async, [&] { return ui->chooseFile("Save", "", true, ""); });
+  const long saveId = waitForInteraction();
+  EXPECT_THROW(ui->answer(saveId, {{"path", "run.vur"}}), cli::stepError);
+  ui->answer(saveId, {{"path", "new.vur"}});
+  EXPECT_EQ(save.get(), (fs::canonical(dir) / "new.vur").string());
 }
 
 // The page's OK with the values of its controls.
