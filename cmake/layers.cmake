@@ -31,6 +31,7 @@ set(TAMBLE_LAYER_PATHS
   plugin/tableRows.cpp      plugin-library
   apps/                     hosts
   python/                   python-host
+  apps/workbench/           hosts
   bench/                    bench
   tests/                    tests)
 

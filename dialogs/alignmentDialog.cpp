@@ -29,7 +29,9 @@ struct alignmentMemory {
 
 const recordDescriptor<CAlignment>& CAlignment::descriptor() {
   using T = CAlignment;
-  static const recordDescriptor<T> d{
+  static const recordDescriptor<T> d = greyedBy(
+      [](const T& r, const std::string& key) { return controlEnabled(r, key); },
+      recordDescriptor<T>{
       "CAlignment",
       "Alignment",
       "Image Alignment",
@@ -57,7 +59,7 @@ const recordDescriptor<CAlignment>& CAlignment::descriptor() {
          "Iterations Number (1-16, usually 1)", qped},
         &T::m_QPED_Iterations},
        {checkBox("m_info", "Show INFO", show), &T::m_info},
-       {checkBox("m_keyb", "Optimize", alignment), &T::m_keyb}}};
+       {checkBox("m_keyb", "Optimize", alignment), &T::m_keyb}}});
   return d;
 }
 

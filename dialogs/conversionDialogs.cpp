@@ -75,6 +75,7 @@ const recordDescriptor<CConvertBin_01>& CConvertBin_01::descriptor() {
           &T::m_CB01_ModMark}}};
     d.onEdit = clearOutputStages;
     d.okCheck = greyedButOn;
+    d.enabledIf = [](const T& r, const std::string& key) { return controlEnabled(r, key); };
     return d;
   }();
   return d;

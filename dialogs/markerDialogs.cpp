@@ -68,7 +68,9 @@ float CAutomarq::level() const {
 
 const recordDescriptor<CAutomarq>& CAutomarq::descriptor() {
   using T = CAutomarq;
-  static const recordDescriptor<T> d{
+  static const recordDescriptor<T> d = greyedBy(
+      [](const T& r, const std::string& key) { return controlEnabled(r, key); },
+      recordDescriptor<T>{
       "CAutomarq",
       "Automarq",
       "Auto Marker Search",
@@ -87,13 +89,15 @@ const recordDescriptor<CAutomarq>& CAutomarq::descriptor() {
          true,
          {{0, "Entropy based"}, {1, "Relative based"}}},
         &T::th_rel},
-       {held("high_speed"), &T::high_speed}}};
+       {held("high_speed"), &T::high_speed}}});
   return d;
 }
 
 const recordDescriptor<CAutomarsc>& CAutomarsc::descriptor() {
   using T = CAutomarsc;
-  static const recordDescriptor<T> d{
+  static const recordDescriptor<T> d = greyedBy(
+      [](const T& r, const std::string& key) { return controlEnabled(r, key); },
+      recordDescriptor<T>{
       "CAutomarsc",
       "Automarsc",
       "Auto Marker Search With Enumeration",
@@ -113,7 +117,7 @@ const recordDescriptor<CAutomarsc>& CAutomarsc::descriptor() {
          true,
          {{0, "Entropy Based"}, {1, "Relative Based"}}},
         &T::rel},
-       {checkBox("m_errors", "Show Deformation Errors"), &T::m_errors}}};
+       {checkBox("m_errors", "Show Deformation Errors"), &T::m_errors}}});
   return d;
 }
 

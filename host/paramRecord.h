@@ -75,6 +75,9 @@ class paramRecord {
   virtual void edited(std::size_t /*field*/) {}
   // The dialog's own check on OK, after the ranges: a complaint keeps it open.
   virtual std::optional<std::string> ownCheck() const { return std::nullopt; }
+  // Whether a dialog shows the field's control enabled, given the values now
+  // in the record (a graphical host greys the others).
+  virtual bool fieldEnabled(std::size_t /*field*/) const { return true; }
 };
 
 // The descriptor of a dialog class T, declared once beside it.
@@ -93,6 +96,8 @@ struct recordDescriptor {
   std::function<void(T&, const std::string& key)> onEdit;
   // Optional: the dialog's own check on OK.
   std::function<std::optional<std::string>(const T&)> okCheck;
+  // Optional: whether the control of `key` is enabled with these values.
+  std::function<bool(const T&, const std::string& key)> enabledIf;
 
   recordDescriptor(std::string cls, std::string sec, std::string ttl, std::vector<field> fields)
       : className(std::move(cls)),
@@ -121,6 +126,14 @@ struct recordDescriptor {
   }
 #pragma GCC diagnostic pop
 };
+
+// A descriptor whose controls are greyed by `enabled`, a function of the
+// record's values and a key.
+template <class T, class F>
+recordDescriptor<T> greyedBy(F enabled, recordDescriptor<T> d) {
+  d.enabledIf = [enabled](const T& object, const std::string& key) { return enabled(object, key); };
+  return d;
+}
 
 // Binds a descriptor to an object of its class.
 template <class T>
@@ -156,6 +169,9 @@ class boundRecord : public paramRecord {
   }
   std::optional<std::string> ownCheck() const override {
     return desc.okCheck ? desc.okCheck(object) : std::nullopt;
+  }
+  bool fieldEnabled(std::size_t i) const override {
+    return !desc.enabledIf || desc.enabledIf(object, desc.fieldList[i].info.key);
   }
 
  private:

@@ -8,6 +8,7 @@
 #include <csetjmp>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 #include "api/errors.h"
@@ -398,8 +399,10 @@ const std::vector<std::string>& colormapNames() {
   return names;
 }
 
-void renderPng(const std::string& path, const zel::image& img, const renderOptions& options) {
-  const auto [width, height] = pictureExtent(path, img, options);
+namespace {
+
+canvas drawPicture(const std::string& what, const zel::image& img, const renderOptions& options) {
+  const auto [width, height] = pictureExtent(what, img, options);
   const palette colours = paletteNamed(options.colormap);
   const valueRange range = rangeFor(img, options);
   canvas picture(width, height);
@@ -409,7 +412,34 @@ void renderPng(const std::string& path, const zel::image& img, const renderOptio
     if (options.colorbar) drawColorbar(picture, w, colours, range);
   }
   if (options.markers) drawMarkers(picture, w, h, img.markers);
+  return picture;
+}
+
+}  // namespace
+
+void renderPng(const std::string& path, const zel::image& img, const renderOptions& options) {
+  canvas picture = drawPicture(path, img, options);
   save(path, picture);
+}
+
+// The same encoder as the file, into a memory stream.
+std::string renderPngBytes(const zel::image& img, const renderOptions& options) {
+  canvas picture = drawPicture("the picture", img, options);
+  std::vector<png_bytep> rows(picture.height);
+  for (int y = 0; y < picture.height; ++y) rows[y] = picture.row(y);
+  char* buffer = nullptr;
+  std::size_t size = 0;
+  std::FILE* stream = open_memstream(&buffer, &size);
+  if (!stream) zel::raise<zel::FileError>("Cannot render the picture: no memory");
+  pngFailure failure;
+  const bool written = writePng(stream, picture.width, picture.height, rows.data(), failure);
+  std::fclose(stream);
+  std::string bytes(buffer, size);
+  std::free(buffer);
+  if (!written)
+    zel::raise<zel::FileError>(std::string("Cannot render the picture: ") +
+                               (failure.text[0] ? failure.text : "libpng failed"));
+  return bytes;
 }
 
 }  // namespace tamble

@@ -33,6 +33,10 @@ inline constexpr int colorbarMinHeight = 32;
 // file at `path` is left as it was.
 void renderPng(const std::string& path, const zel::image& img, const renderOptions& options = {});
 
+// The same picture as the bytes of a PNG file, for a host that shows or
+// sends it without a file (the workbench's image view and download).
+std::string renderPngBytes(const zel::image& img, const renderOptions& options = {});
+
 // The colour maps renderPng knows.
 const std::vector<std::string>& colormapNames();
 

@@ -176,6 +176,12 @@ void defineSaveMesh(CLI::App& app, stepArgs& a) {
       ->required();
 }
 
+void defineServe(CLI::App& app, stepArgs& a) {
+  app.add_option("folder", a.file, "the folder it may read and write (default: this one)");
+  app.add_option("--port", a.port, "the port (default: a free one)")->check(CLI::Range(0, 65535));
+  app.add_option("--bind", a.bind, "the address to listen on (default 127.0.0.1)");
+}
+
 const stepDef steps[] = {
     {"new", "make a test image", defineNew, newStep},
     {"open", "read images", defineOpen, openStep},
@@ -214,6 +220,7 @@ const stepDef steps[] = {
     {"mesh-compare", "print how far a function of the mesh lies from a true one",
      defineMeshCompare, meshCompareStep},
     {"synth", "write a synthetic wind-tunnel run with known truth", defineSynth, synthStep},
+    {"serve", "the browser workbench on this machine (docs/workbench.md)", defineServe, serveStep},
 };
 
 }  // namespace

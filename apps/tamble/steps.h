@@ -43,6 +43,8 @@ struct stepArgs {
   std::string imageMarkers;  // calibrate: the image's markers, the model's, the file written
   std::string modelMarkers;
   std::string output;
+  int port = 0;      // serve
+  std::string bind;  // serve: the address, 127.0.0.1 unless given
 };
 
 // Adds every step as a subcommand of `app`, its arguments bound to `args`.
@@ -86,6 +88,8 @@ void saveMeshStep(session& s, const stepArgs& a);
 // The synthetic run (synthStep.cpp), with the arguments it defines.
 void defineSynth(CLI::App& app, stepArgs& a);
 void synthStep(session& s, const stepArgs& a);
+// The browser workbench (apps/workbench/serveStep.cpp).
+void serveStep(session& s, const stepArgs& a);
 
 // The answers a step's words give to a command's dialogs and questions.
 runAnswers answersOf(const stepArgs& a);
