@@ -464,7 +464,12 @@ describe('a session by mouse', () => {
       ['Cp', 'Irefe_Isens', 'P_Pstat', 'Pressure']);
     await selectImage('Cp');
     await page.selectOption('#colormap', 'coolwarm');
-    await page.waitForFunction(() => window.workbench.view.query?.colormap === 'coolwarm' && window.workbench.view.markers.length > 0);
+    // Limits as an engineer sets them for Cp: one edge pixel would stretch the automatic ones.
+    await page.fill('#low', '-1.3');
+    await page.fill('#high', '0.7');
+    await page.locator('#high').dispatchEvent('change');
+    await page.waitForFunction(() => window.workbench.view.query?.colormap === 'coolwarm' &&
+      window.workbench.view.query?.high === '0.7' && window.workbench.view.markers.length > 0);
     await shot('workbench-cp');
   });
 });
