@@ -143,13 +143,7 @@ std::optional<std::string> typedValue(const paramInfo& info, const std::string& 
 }
 
 std::string typeText(const paramInfo& info) {
-  switch (info.type) {
-    case paramType::Int: return "int";
-    case paramType::Float: return "float";
-    case paramType::Double: return "double";
-    case paramType::Radio: return listChoices(info.choices);
-  }
-  return {};
+  return info.type == paramType::Radio ? listChoices(info.choices) : paramTypeName(info.type);
 }
 
 std::string valueText(const paramInfo& info, double v) {
@@ -268,6 +262,21 @@ std::string describeRecord(const paramRecord& record) {
   const auto& fields = record.fields();
   for (std::size_t i = 0; i < fields.size(); ++i) out += fieldLine(fields[i], record.value(i));
   return out;
+}
+
+const char* paramTypeName(paramType type) {
+  switch (type) {
+    case paramType::Int: return "int";
+    case paramType::Float: return "float";
+    case paramType::Double: return "double";
+    case paramType::Radio: return "radio";
+  }
+  return "";
+}
+
+std::string paramNumberText(const paramInfo& field, double value) {
+  return field.type == paramType::Float ? zel::numberText(static_cast<float>(value))
+                                        : zel::numberText(value);
 }
 
 }  // namespace tamble

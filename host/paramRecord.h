@@ -207,6 +207,11 @@ std::optional<std::string> checkRecord(const paramRecord& record);
 void saveRecord(const paramRecord& record);
 // A field's value as the store writes it ("0,25" for floats).
 std::string storedText(const paramRecord& record, std::size_t field);
+// The name of a field's type: "int", "float", "double" or "radio".
+const char* paramTypeName(paramType type);
+// A number of a field as hosts show it: a float as the float it is, so that
+// 0.1 does not read 0.10000000149.
+std::string paramNumberText(const paramInfo& field, double value);
 
 // Sets one field from "key=value" text as a user types it (either decimal
 // mark; a radio field also takes its label). Answers an error text, or

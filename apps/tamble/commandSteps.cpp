@@ -107,22 +107,6 @@ void runStep(session& s, const stepArgs& a) {
 }
 namespace {
 
-const char* typeName(paramType t) {
-  switch (t) {
-    case paramType::Int: return "int";
-    case paramType::Float: return "float";
-    case paramType::Double: return "double";
-    case paramType::Radio: return "radio";
-  }
-  return "";
-}
-
-// A number of a record as the reference shows it: floats as the float they
-// are, so that 0.1 does not read 0.10000000149.
-std::string fieldNumber(const paramInfo& f, double v) {
-  return f.type == paramType::Float ? numberText(static_cast<float>(v)) : numberText(v);
-}
-
 std::string rangeText(const paramInfo& f) {
   if (!f.choices.empty()) {
     std::string text;
@@ -131,7 +115,7 @@ std::string rangeText(const paramInfo& f) {
     return text;
   }
   if (!f.range) return "any";
-  return fieldNumber(f, f.range->first) + " to " + fieldNumber(f, f.range->second);
+  return paramNumberText(f, f.range->first) + " to " + paramNumberText(f, f.range->second);
 }
 
 void referenceRecord(const paramRecord& record) {
@@ -142,11 +126,11 @@ void referenceRecord(const paramRecord& record) {
   std::puts("| Key | Type | Default | Accepted | Caption |");
   std::puts("|---|---|---|---|---|");
   for (const paramInfo& f : record.fields())
-    std::printf("| `%s` | %s%s | %s | %s | %s |\n", f.key.c_str(), typeName(f.type),
+    std::printf("| `%s` | %s%s | %s | %s | %s |\n", f.key.c_str(), paramTypeName(f.type),
                 f.shownOnly                           ? ", shown only"
                 : f.stored || record.section().empty() ? ""
                                                        : ", not stored",
-                fieldNumber(f, f.defaultValue).c_str(), rangeText(f).c_str(),
+                paramNumberText(f, f.defaultValue).c_str(), rangeText(f).c_str(),
                 f.caption.empty() ? "" : ("\"" + f.caption + "\"").c_str());
 }
 

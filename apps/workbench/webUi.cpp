@@ -14,29 +14,14 @@ namespace {
 // Notices kept for a page that polls late; older ones are dropped.
 constexpr std::size_t noticesKept = 500;
 
-const char* typeName(paramType t) {
-  switch (t) {
-    case paramType::Int: return "int";
-    case paramType::Float: return "float";
-    case paramType::Double: return "double";
-    case paramType::Radio: return "radio";
-  }
-  return "";
-}
-
-// A value as the command line shows it: a float as the float it is.
-std::string valueText(const paramInfo& f, double v) {
-  return f.type == paramType::Float ? zel::numberText(static_cast<float>(v)) : zel::numberText(v);
-}
-
 json fieldJson(const paramRecord& record, std::size_t i) {
   const paramInfo& f = record.fields()[i];
-  json out = {{"key", f.key},         {"type", typeName(f.type)},
+  json out = {{"key", f.key},         {"type", paramTypeName(f.type)},
               {"caption", f.caption}, {"group", f.group},
               {"shownOnly", f.shownOnly},
-              {"value", valueText(f, record.value(i))},
+              {"value", paramNumberText(f, record.value(i))},
               {"enabled", record.fieldEnabled(i)}};
-  if (f.range) out["range"] = {valueText(f, f.range->first), valueText(f, f.range->second)};
+  if (f.range) out["range"] = {paramNumberText(f, f.range->first), paramNumberText(f, f.range->second)};
   for (const radioChoice& c : f.choices) out["choices"].push_back({{"value", c.value}, {"label", c.label}});
   return out;
 }
