@@ -7,24 +7,19 @@
 
 #include "api/arrayWorks.h"
 #include "api/markers.h"
+#include "bench/noisePlanes.h"
 #include "markers/fillUp.h"
 
 namespace {
 
-constexpr int side = 2048;
+using tamble::bench::side;
 
-struct planes {
-  zel::arrayStore<float, 2> field{side, side};
-  zel::arrayStore<bool, 2> bkgr{side, side}, ROI{side, side};
+// The benchmarks' noise image with 100 markers on a 10 by 10 grid, jittered.
+struct planes : tamble::bench::planes {
   zel::markersArray markers;
 
-  planes() {
-    std::mt19937 gen(1);
-    std::uniform_real_distribution<float> v(0.0f, 1000.0f);
-    for (std::uint64_t i = 0; i < field.count; ++i) field.data[i] = v(gen);
-    bkgr.fill(false);
-    ROI.fill(true);
-    // 100 markers on a 10 by 10 grid with some jitter.
+  planes() : tamble::bench::planes(tamble::bench::source()) {
+    std::mt19937 gen(2);
     std::uniform_real_distribution<double> jitter(-40.0, 40.0);
     for (int i = 0; i < 100; ++i)
       markers.add({100.0 + 200.0 * (i % 10) + jitter(gen), 100.0 + 200.0 * (i / 10) + jitter(gen),

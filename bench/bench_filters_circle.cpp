@@ -3,16 +3,13 @@
 // OpenCV at the end of the run. The values are random: no window resembles
 // its neighbour, the hardest case of the square median's walk.
 #include <benchmark/benchmark.h>
-#include <omp.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "api/arrayWorks.h"
 #include "bench/noisePlanes.h"
-#include "bench/ratioReporter.h"
 #include "filters/circleFilters.h"
 
 #ifdef TAMBLE_BENCH_OPENCV
@@ -100,11 +97,4 @@ const std::vector<tamble::bench::ratioPair> ratios = {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-#ifdef TAMBLE_BENCH_OPENCV
-  cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
-#else
-  std::printf("OpenCV was not found at build time: no comparison\n");
-#endif
-  return tamble::bench::runWithRatios(argc, argv, ratios);
-}
+int main(int argc, char** argv) { return tamble::bench::runAgainstOpenCv(argc, argv, ratios); }

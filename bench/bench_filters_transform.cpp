@@ -6,14 +6,11 @@
 // in its three modes against meanStdDev plus minMaxLoc (with a mask, as the
 // summary takes its active pixels under one).
 #include <benchmark/benchmark.h>
-#include <omp.h>
 
-#include <cstdio>
 #include <vector>
 
 #include "api/arrayWorks.h"
 #include "bench/noisePlanes.h"
-#include "bench/ratioReporter.h"
 #include "filters/enhancement.h"
 #include "filters/morphology.h"
 #include "filters/summary.h"
@@ -139,11 +136,4 @@ const std::vector<tamble::bench::ratioPair> ratios = {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-#ifdef TAMBLE_BENCH_OPENCV
-  cv::setNumThreads(omp_get_max_threads());  // both sides with as many threads
-#else
-  std::printf("OpenCV was not found at build time: no comparison\n");
-#endif
-  return tamble::bench::runWithRatios(argc, argv, ratios);
-}
+int main(int argc, char** argv) { return tamble::bench::runAgainstOpenCv(argc, argv, ratios); }

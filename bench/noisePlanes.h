@@ -1,11 +1,18 @@
 // The 2048 by 2048 image of the filter benchmarks: uniform noise from 0 to
-// 1000 (seed 1), nothing blocked; made once per program.
+// 1000 (seed 1), nothing blocked; made once per program. And the main of
+// the programs that set the filters against OpenCV.
 #pragma once
 
+#include <omp.h>
+
 #include <cstdint>
+#include <cstdio>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include "api/arrayWorks.h"
+#include "bench/ratioReporter.h"
 
 #ifdef TAMBLE_BENCH_OPENCV
 #include <opencv2/core.hpp>
@@ -36,5 +43,16 @@ inline const planes& source() {
 // The same field as OpenCV's matrix, a copy of its own.
 inline cv::Mat sourceMat() { return cv::Mat(side, side, CV_32F, source().field.data).clone(); }
 #endif
+
+// The main of a benchmark program set against OpenCV: OpenCV gets as many
+// threads as the engines, and a build without it says so.
+inline int runAgainstOpenCv(int argc, char** argv, std::vector<ratioPair> pairs) {
+#ifdef TAMBLE_BENCH_OPENCV
+  cv::setNumThreads(omp_get_max_threads());
+#else
+  std::printf("OpenCV was not found at build time: no comparison\n");
+#endif
+  return runWithRatios(argc, argv, std::move(pairs));
+}
 
 }  // namespace tamble::bench
