@@ -152,9 +152,8 @@ std::vector<std::array<int, 3>> standardTriangles(const std::vector<point2>& s) 
   }
   std::vector<int> order(static_cast<std::size_t>(n));
   std::iota(order.begin(), order.end(), 0);
-  std::sort(order.begin(), order.end(), [&](int p, int q) {
-    return distance(s[p], centre) > distance(s[q], centre);
-  });
+  std::sort(order.begin(), order.end(),
+            [&](int p, int q) { return distance(s[p], centre) > distance(s[q], centre); });
   order.resize(std::min(n, 8));
   std::vector<std::pair<double, std::array<int, 3>>> more;
   for (std::size_t p = 0; p < order.size(); ++p)
@@ -273,17 +272,21 @@ std::vector<int> byIndex(const zel::markersArray& image, const zel::markersArray
 void warpMasked(zel::image& img, const polynomialState& map) {
   const zel::image source(img);
   const int w = img.width(), h = img.height();
-#pragma omp parallel for schedule(static)
-  for (int y = 0; y < h; ++y) {
+#pragma omp parallel
+  {
     std::vector<double> xs(static_cast<std::size_t>(w)), ys(static_cast<std::size_t>(w));
-    mapRow(map.forwardX, map.forwardY, map.order, 0, w, y, xs.data(), ys.data());
-    for (int x = 0; x < w; ++x) {
-      double v = 0.0;
-      const bool usable = maskedBilinear(source, xs[x], ys[x], v);
-      img.field()(x, y) = usable ? static_cast<float>(v) : 0.0f;
-      img.bkgr()(x, y) = !usable;
-      const int i = static_cast<int>(std::lround(xs[x])), j = static_cast<int>(std::lround(ys[x]));
-      img.ROI()(x, y) = i >= 0 && j >= 0 && i < w && j < h && source.ROI()(i, j);
+#pragma omp for schedule(static)
+    for (int y = 0; y < h; ++y) {
+      mapRow(map.forwardX, map.forwardY, map.order, 0, w, y, xs.data(), ys.data());
+      for (int x = 0; x < w; ++x) {
+        double v = 0.0;
+        const bool usable = maskedBilinear(source, xs[x], ys[x], v);
+        img.field()(x, y) = usable ? static_cast<float>(v) : 0.0f;
+        img.bkgr()(x, y) = !usable;
+        const int i = static_cast<int>(std::lround(xs[x])),
+                  j = static_cast<int>(std::lround(ys[x]));
+        img.ROI()(x, y) = i >= 0 && j >= 0 && i < w && j < h && source.ROI()(i, j);
+      }
     }
   }
   for (marker& m : img.markers.items) {
@@ -375,7 +378,8 @@ std::vector<int> TriAngleSearch(const std::vector<point2>& image,
   std::vector<int> none(image.size(), -1);
   if (image.size() < 3 || standard.size() < 3) return none;
   const double half = side / 2.0;
-  const int enough = static_cast<int>(0.6 * static_cast<double>(std::min(image.size(), standard.size())));
+  const int enough =
+      static_cast<int>(0.6 * static_cast<double>(std::min(image.size(), standard.size())));
   linking best;
   best.partner = none;
   for (const auto& triangle : standardTriangles(standard)) {

@@ -33,6 +33,7 @@
 #include "markers/fillUp.h"
 #include "markers/revise.h"
 #include "plugin/session.h"
+#include "resect/markerMatch.h"
 #include "resect/meshSampling.h"
 #include "tests/support/layers.h"
 #include "tests/support/scriptedUi.h"
@@ -181,6 +182,22 @@ void resectSheet(layers& l) {
   std::vector<std::vector<double>> values;
   sampleMesh(mesh, p, img, values);
   other.assign(reinterpret_cast<const char*>(values[0].data()), values[0].size() * sizeof(double));
+}
+
+// The image's markers matched to a moved copy of them, and the image warped
+// onto it through the masked resampling.
+void alignToMarkers(layers& l) {
+  zel::image img(l.W(), l.H());
+  img.field() = l.field, img.bkgr() = l.bkgr, img.ROI() = l.ROI, img.markers = l.markers;
+  zel::markersArray standard = l.markers;
+  for (marker& m : standard.items) {
+    m.x = 1.01 * m.x + 0.02 * m.y + 2.5;
+    m.y = -0.02 * m.x + 0.99 * m.y - 1.25;
+  }
+  zel::markersArray pairs;
+  linkStatistics statistics;
+  EXPECT_TRUE(align_markers(img, standard, {1, 9, 0, 1}, false, pairs, statistics));
+  l.field = img.field(), l.bkgr = img.bkgr(), l.ROI = img.ROI(), l.markers = img.markers;
 }
 
 // Deinterlacing needs an even frame: the input less its last row and column.
@@ -350,6 +367,7 @@ const parallelCase cases[] = {
     // The pressure of a double paint from the input and the second layers
     // as sensor and reference, their masks combined.
     {"MeshSampling", resectSheet},
+    {"AlignMarkersWarp", alignToMarkers},
     {"PressureDouble",
      [](layers& l) {
        auto image = [](const layers& from) {
