@@ -220,10 +220,15 @@ export function pickFile({ title, extensions = [], save = false, proposed = '', 
     }
     body.append(refusal);
     const joined = n => (dir ? dir + '/' : '') + n;
+    // A listing that answers after a newer one was asked for (the filter
+    // toggled, another folder opened) is dropped, so it cannot replace it.
+    let asked = 0;
     const show = async () => {
+      const mine = ++asked;
       where.textContent = 'Folder: ./' + dir;
       try {
         const { entries } = await api.get('/api/files', { dir, ext: filtered ? extensions.join(',') : '' });
+        if (mine !== asked) return;
         list.replaceChildren();
         if (dir) {
           const up = element('li', { className: 'folder', textContent: '..' });
